@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+namespace sonic {
+
+/// XOR of `length` bytes: 0 to 255, and 0 for an empty range, whatever the pointer.
+unsigned int xor_checksum(const void* bytes, unsigned int length);
+
+/// Signature of the Campbell Scientific CSAT3B anemometer's output, 0 to 0xFFFF. An empty text
+/// gives 0x54AA, which is not what the seed of the loop would give.
+/// Source: Campbell Scientific, CSAT3B Three-Dimensional Sonic Anemometer, instruction manual.
+unsigned int csat3b_checksum(const std::string& text);
+
+/// Sum of all bytes modulo 256, in decimal, right-aligned in three characters: "  7", " 42", "255".
+/// The padding is part of the check as it stands on the data line.
+std::string qelta_checksum(const std::string& text);
+
+}  // namespace sonic
