@@ -1,0 +1,17 @@
+#pragma once
+
+#include <atomic>
+
+namespace sonic {
+
+/// 0 until the user interrupts, then 1. Every waiting loop tests it after each wait and ends its
+/// work with an exception when it is set.
+extern std::atomic<unsigned char> terminator;
+
+/// Sets `terminator` and nothing else.
+void sig_int_handler(int signal);
+
+/// Throws std::runtime_error when the handler cannot be installed.
+void install_sigint_handler();
+
+}  // namespace sonic

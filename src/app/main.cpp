@@ -1,0 +1,20 @@
+#include <iostream>
+#include <stdexcept>
+
+#include "app/mainline.h"
+
+// Reports go to standard output, where the rest of the log is; a supervisor starts the program
+// again.
+int main(int argc, char** argv) {
+  try {
+    sonic::mainline(argc, argv);
+    return 0;
+  } catch (const std::runtime_error& e) {  // what this program throws itself
+    std::cout << "EXCEPTION: " << e.what() << std::endl;
+  } catch (const std::exception& e) {  // what the libraries throw
+    std::cout << "EXCEPTION: " << e.what() << std::endl;
+  } catch (...) {
+    std::cout << "ERROR" << std::endl;
+  }
+  return -1;
+}

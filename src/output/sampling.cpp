@@ -1,0 +1,170 @@
+#include "output/sampling.h"
+
+#include <array>
+#include <iostream>
+#include <stdexcept>
+
+#include "app/inactivity.h"
+#include "app/interruption.h"
+#include "output/data_file.h"
+#include "records/checksum.h"
+#include "young/dialogue.h"
+
+namespace sonic {
+
+namespace {
+
+constexpr unsigned int WAIT_SECONDS = 1;
+constexpr unsigned int INACTIVITY_LIMIT = 60;  // idle passes of a second each
+constexpr unsigned int BLOCK = 200;
+constexpr size_t MAX_UNDELIMITED = 1000;
+constexpr int SAMPLING_PRIORITY = -20;
+
+void throw_if_terminated() {
+  if (terminator) throw std::runtime_error("sampling");
+}
+
+/// What stands at the top of every data file, before the header.
+std::string instrument_lines(const config_map_t& extras) {
+  return "Model\t" + extras.at("instrument") + "\nSN\t" + extras.at("serial_number") +
+         "\nVersion\t" + extras.at("software_version") + "\nRate\t" + extras.at("output_rate");
+}
+
+class SamplingLoop {
+ public:
+  SamplingLoop(MQTTPublisher& publisher, Notifier& notifier, Serial& port,
+               const config_map_t& config, const config_map_t& extras, const SonicOps& ops)
+      : _publisher(publisher),
+        _notifier(notifier),
+        _port(port),
+        _ops(ops),
+        _console_only(config_flag(config, "console_only")),
+        _verbose(config_flag(config, "verbose")),
+        _sonic_id(config.at("SONIC_ID")),
+        _serial_number(extras.at("serial_number")),
+        _instrument_lines(instrument_lines(extras)),
+        _inactivity(INACTIVITY_LIMIT, "TIMEOUT: sampling for " + _sonic_id),
+        _iterations(std::stoul(config.at("iterations"))),
+        _file(_console_only) {}
+
+  void run() {
+    while (!is_done()) pass();
+  }
+
+ private:
+  bool is_done() const { return _iterations != 0 && _records >= _iterations; }
+
+  /// One wait and what it brought.
+  void pass() {
+    const int ready = interactive_wait_for_input(_port, WAIT_SECONDS);
+    throw_if_terminated();
+    if (ready == 0) return idle();
+    std::array<char, BLOCK> block;
+    const int n = _port.read(block.data(), BLOCK);
+    throw_if_terminated();
+    if (n == 0) return idle();
+
+    _inactivity.reset();
+    set_connected(true);
+    _buffer.append(block.data(), static_cast<size_t>(n));
+    if (_buffer.find(_ops.delimiter) == std::string::npos) {
+      limit_buffer();
+    } else {
+      take_records();
+    }
+  }
+
+  void idle() {
+    _inactivity.inc();
+    set_connected(false);
+  }
+
+  /// Reports changes only.
+  void set_connected(bool connected) {
+    if (connected == _connected) return;
+    _notifier.notify(connected ? "Connected" : "Disconnected");
+    _connected = connected;
+  }
+
+  void limit_buffer() {
+    if (_buffer.size() <= MAX_UNDELIMITED) return;
+    std::cout << "Excessive length, with no delim -> clearing buffer" << std::endl;
+    _notifier.notify("Dropping excessive buffer");
+    _buffer.clear();
+  }
+
+  /// Cuts the buffer into lines and leaves what follows the last delimiter.
+  void take_records() {
+    size_t start = 0;
+    for (size_t end; !is_done() && (end = _buffer.find(_ops.delimiter, start)) != std::string::npos;
+         start = end + _ops.delimiter.size()) {
+      take_line(_buffer.substr(start, end - start));
+    }
+    _buffer.erase(0, start);
+  }
+
+  void take_line(const std::string& line) {
+    const parsed_data record = _ops.extract(line, *_ops.parser, _verbose);
+    if (!record.valid) {
+      if (_file.is_open()) {
+        _file.log("DATAERRORH\ttext", true);  // each error line carries its own header
+        _file.log("DATAERROR\t" + line, true);
+      }
+      return;
+    }
+    ++_records;
+    if (record.sec >= _next_switch) switch_file(record);
+    std::string data_line = "DATA_SONIC\t" + std::to_string(record.sec) + "\t" +
+                            std::to_string(record.nsec) + "\t" + _ops.transform(record.data);
+    data_line += qelta_checksum(data_line);
+    _file.log(data_line, true);
+    _publisher.publish(record.sec, data_line);
+  }
+
+  void switch_file(const parsed_data& record) {
+    if (_header.empty()) {
+      _header = _ops.header->header(record.data);
+      _publisher.set_header(_header);
+    }
+    const std::string name = sonic_data_filename(record.sec, _sonic_id, _serial_number);
+    std::cout << "new data file '" << name << "'" << std::endl;
+    _file.new_log(name);
+    _file.log(_instrument_lines, true);
+    _file.log(_header, true);
+    _next_switch = time_next_half_hour(record.sec);
+    std::cout << "next switch at " << _next_switch << std::endl;
+  }
+
+  MQTTPublisher& _publisher;
+  Notifier& _notifier;
+  Serial& _port;
+  const SonicOps& _ops;
+  const bool _console_only;
+  const bool _verbose;
+  const std::string _sonic_id;
+  const std::string _serial_number;
+  const std::string _instrument_lines;
+  InactivityTerminator _inactivity;
+  const unsigned long _iterations;
+  logging _file;
+
+  bool _connected = true;
+  std::string _buffer;
+  uint64_t _next_switch = 0;
+  uint32_t _records = 0;
+  std::string _header;
+};
+
+}  // namespace
+
+void sampling(MQTTPublisher& publisher, Notifier& notifier, Serial& port,
+              const config_map_t& config, const config_map_t& extras, Priority& priority,
+              const SonicOps& ops) {
+  notifier.notify("Connected");
+  notifier.notified(false);
+  SamplingLoop loop(publisher, notifier, port, config, extras, ops);
+  priority.set(SAMPLING_PRIORITY);
+  loop.run();
+}
+
+}  // namespace sonic

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "app/configuration.h"
+
+namespace sonic {
+
+/// The map as the text of a JSON object, styled over several lines, each value a string.
+std::string SonicInfo_as_string(const config_map_t& info);
+
+/// Takes the members `names` of the first entry of "uarts" in the device's JSON configuration file
+/// into `info`; those that the entry lacks keep their value. Throws the JSON library's exception
+/// for a file that is missing or not of that form, and std::out_of_range ("map::at") for a name not
+/// in `info`.
+void sonic_info_update(config_map_t& info, const std::vector<std::string>& names,
+                       const std::string& path);
+
+/// The file that describes the instrument to other programs on the device: there only while this
+/// object lives.
+class SonicInfoFile {
+ public:
+  /// Creates nothing; an empty path means no file.
+  explicit SonicInfoFile(const std::string& path);
+  ~SonicInfoFile();
+  SonicInfoFile(const SonicInfoFile&) = delete;
+  SonicInfoFile& operator=(const SonicInfoFile&) = delete;
+
+  /// Replaces the file. Best effort: a file that cannot be opened is not reported.
+  void write(const config_map_t& info);
+
+ private:
+  static std::string _format(const config_map_t& info);
+
+  std::string _path;
+};
+
+}  // namespace sonic

@@ -1,0 +1,137 @@
+#include "serial/serial.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+
+namespace sonic {
+
+namespace {
+
+const std::map<unsigned int, speed_t> speeds = {
+    {2400, B2400},   {4800, B4800},   {9600, B9600},     {19200, B19200},
+    {38400, B38400}, {57600, B57600}, {115200, B115200}, {230400, B230400},
+};
+
+/// Bit number of a modem line.
+constexpr int RTS_SHIFT = 2;
+constexpr int CTS_SHIFT = 5;
+
+bool is_nothing_there() { return errno == EAGAIN || errno == EINTR; }
+
+}  // namespace
+
+Serial::Serial(const std::string& port, int baud, bool open_now) : _port(port), _baud(baud) {
+  if (open_now) open();
+}
+
+Serial::~Serial() { close(); }
+
+std::string Serial::error(const std::string& what) const {
+  return _port + " " + what + ": " + strerror(errno);
+}
+
+void Serial::open() {
+  if (_fd != -1) throw std::runtime_error(_port + " is already open");
+  _fd = ::open(_port.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+  if (_fd == -1) throw std::runtime_error(error("error opening"));
+
+  // Set once more: some drivers drop the flag given at open.
+  const int flags = fcntl(_fd, F_GETFL);
+  if (flags == -1) throw std::runtime_error(error("error getting status flags"));
+  if (fcntl(_fd, F_SETFL, flags | O_NONBLOCK) == -1) {
+    throw std::runtime_error(error("error setting status flags"));
+  }
+
+  termios line{};
+  if (tcgetattr(_fd, &line) == -1) throw std::runtime_error(error("error getting line attributes"));
+  line.c_iflag = IGNPAR;
+  line.c_oflag = 0;
+  line.c_cflag = CS8 | CREAD | CLOCAL;  // no speed yet: set_baud gives it in a second change
+  line.c_lflag = 0;
+  if (tcsetattr(_fd, TCSANOW, &line) == -1) {
+    throw std::runtime_error(error("error setting line attributes"));
+  }
+  set_baud(static_cast<unsigned int>(_baud));
+}
+
+void Serial::close() {
+  if (_fd == -1) return;
+  ::close(_fd);
+  _fd = -1;
+}
+
+int Serial::read(void* buf, unsigned int len) {
+  const ssize_t n = ::read(_fd, buf, len);
+  if (n != -1) return static_cast<int>(n);
+  if (is_nothing_there()) return 0;
+  throw std::runtime_error(error("error reading"));
+}
+
+int Serial::write(const void* buf, unsigned int len) {
+  const ssize_t n = ::write(_fd, buf, len);
+  if (n != -1) return static_cast<int>(n);
+  if (is_nothing_there()) return 0;
+  throw std::runtime_error(error("error writing"));
+}
+
+void Serial::flush_input() {
+  if (tcflush(_fd, TCIFLUSH) == -1) std::cout << error("error: flushing input") << std::endl;
+}
+
+void Serial::set_baud(unsigned int baud) {
+  termios line{};
+  if (tcgetattr(_fd, &line) == -1) throw std::runtime_error(error("error getting line attributes"));
+  std::cout << "baud=" << baud << std::endl;
+  const auto speed = speeds.find(baud);
+  if (speed == speeds.end()) {
+    throw std::runtime_error(_port + " error: invalid baud rate: " + std::to_string(baud));
+  }
+  if (cfsetispeed(&line, speed->second) == -1) {
+    throw std::runtime_error(error("error setting input baud rate"));
+  }
+  if (cfsetospeed(&line, speed->second) == -1) {
+    throw std::runtime_error(error("error setting output baud rate"));
+  }
+  if (tcsetattr(_fd, TCSANOW, &line) == -1) {
+    throw std::runtime_error(error("error setting line attributes"));
+  }
+}
+
+int Serial::rts(int on) { return _set_state(on, TIOCM_RTS); }
+
+int Serial::rts() {
+  const int state = _get_state();
+  return state == -1 ? -1 : (state & TIOCM_RTS) >> RTS_SHIFT;
+}
+
+int Serial::cts() {
+  const int state = _get_state();
+  return state == -1 ? -1 : (state & TIOCM_CTS) >> CTS_SHIFT;
+}
+
+int Serial::_get_state() {
+  int bits = 0;
+  if (ioctl(_fd, TIOCMGET, &bits) == -1) {
+    std::cout << error("_get_state error") << std::endl;
+    return -1;
+  }
+  return bits;
+}
+
+int Serial::_set_state(int on, int bits) {
+  if (ioctl(_fd, on != 0 ? TIOCMBIS : TIOCMBIC, &bits) == -1) {
+    std::cout << error("_set_state error") << std::endl;
+    return -1;
+  }
+  return 0;
+}
+
+}  // namespace sonic

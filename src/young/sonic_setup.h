@@ -1,0 +1,18 @@
+#pragma once
+
+#include "app/configuration.h"
+#include "mqtt/notifier.h"
+#include "serial/serial.h"
+
+namespace sonic {
+
+/// Announces the configuration and runs `sonic_setup_auto`.
+config_map_t sonic_setup(Notifier& notifier, const config_map_t& config, Serial& port);
+
+/// Walks the instrument through its menu to the configured settings, all or nothing, and back to
+/// operate mode. Returns what is known of the instrument: sonic_type, instrument, serial_number,
+/// software_version, output_rate (Hz), config, incline. Any failure of the dialogue passes on; the
+/// next start copes with an instrument left in its menu.
+config_map_t sonic_setup_auto(const config_map_t& config, Serial& port);
+
+}  // namespace sonic

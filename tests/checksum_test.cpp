@@ -1,0 +1,42 @@
+#include "records/checksum.h"
+
+#include <gtest/gtest.h>
+
+namespace sonic {
+
+TEST(ChecksumTest, XorCoversEveryByteAsUnsigned) {
+  const struct {
+    std::string text;
+    unsigned int check;
+  } cases[] = {{"12.34,", 0x06}, {"", 0}, {"\xff", 0xff}, {std::string("\x80\0\x7f", 3), 0xff}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.check, xor_checksum(c.text.data(), static_cast<unsigned int>(c.text.size())))
+        << ::testing::PrintToString(c.text);
+  }
+  EXPECT_EQ(0U, xor_checksum(nullptr, 0));
+}
+
+TEST(ChecksumTest, QeltaCheckIsThreeCharactersWide) {
+  const struct {
+    std::string text;
+    std::string check;
+  } cases[] = {
+      {"", "  0"},
+      {"\x07", "  7"},
+      {"*", " 42"},
+      {"\x80\x80", "  0"},  // sum 256 wraps
+      {"\xff\xff\x01", "255"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.check, qelta_checksum(c.text)) << ::testing::PrintToString(c.text);
+  }
+}
+
+TEST(ChecksumTest, Csat3bSignature) {
+  EXPECT_EQ(0x54AAU, csat3b_checksum(""));
+  EXPECT_EQ(0xAAFFU, csat3b_checksum(std::string(1, '\0')));
+  // low: rotl(0xFF) = 0xFF, + 0xAA + 0x80 = 0x229, cut to 0x29; high: the low before
+  EXPECT_EQ(0xFF29U, csat3b_checksum(std::string("\0\x80", 2)));
+}
+
+}  // namespace sonic
