@@ -9,9 +9,9 @@ int main(int argc, char** argv) {
   try {
     sonic::mainline(argc, argv);
     return 0;
-  } catch (const std::runtime_error& e) {  // what this program throws itself
+  } catch (const std::runtime_error& e) {
     std::cout << "EXCEPTION: " << e.what() << std::endl;
-  } catch (const std::exception& e) {  // what the libraries throw
+  } catch (const std::exception& e) {
     std::cout << "EXCEPTION: " << e.what() << std::endl;
   } catch (...) {
     std::cout << "ERROR" << std::endl;

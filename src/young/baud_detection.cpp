@@ -65,7 +65,8 @@ bool talks(Notifier& notifier, Serial& port, extractor_t extractor, const re& ma
   young_81000_auto_baud_write(port, NEWLINE, verbose);
   sleep(NEWLINE_SECONDS);
   std::cout << "NL ..." << std::endl;
-  std::cout << "[" << young_81000_auto_baud_read(notifier, port, verbose) << "]" << std::endl;
+  const std::string reply = young_81000_auto_baud_read(notifier, port, verbose);
+  std::cout << "[" << reply << "]" << std::endl;
 
   for (int round = 0; round < EXIT_KEY_ROUNDS; ++round) {
     std::cout << "Interactive??" << std::endl;
