@@ -3,8 +3,8 @@
 
 #include "app/mainline.h"
 
-// Reports go to standard output, where the rest of the log is; a supervisor starts the program
-// again.
+// The two kinds of exception are kept apart, though today they are reported alike. Reports go to
+// standard output, where the rest of the log is; a supervisor starts the program again.
 int main(int argc, char** argv) {
   try {
     sonic::mainline(argc, argv);
