@@ -1,4 +1,4 @@
-"""The daemon with its instrument, broker and subscriber, inside a private device (script/device)."""
+"""The daemon, its instrument, broker and subscriber inside a private device (script/device)."""
 
 import os
 import pwd
@@ -15,6 +15,7 @@ USER = pwd.getpwnam("qelta").pw_uid
 GPIO = {1: 13, 2: 66, 4: 9}
 HEADER = "DATA_SONICH\tSECONDS\tNANOSECONDS\tu\tv\tw\tsos\tts\tdiag\tchk"
 COLUMNS = HEADER.split("\t")
+unittest.TestCase.maxDiff = None
 
 
 class Process:
@@ -62,16 +63,8 @@ class Process:
 
 
 class Broker(Process):
-    """Keeps what its subscribers have not yet got, also while it is down."""
-
-    CONF = RUN / "broker.conf"
-
     def __init__(self):
-        self.CONF.write_text(Path(os.environ["DEVICE_BROKER_CONF"]).read_text() +
-                             f"persistence true\npersistence_location {RUN}/\n"
-                             "autosave_on_changes true\nautosave_interval 1\n"
-                             "max_queued_messages 0\n")
-        super().__init__("mosquitto", "-c", self.CONF)
+        super().__init__("mosquitto", "-c", Path(__file__).with_name("broker.conf"))
         while subprocess.run(["mosquitto_pub", "-h", "::1", "-t", "probe", "-m", ""],
                              stderr=subprocess.DEVNULL).returncode:
             time.sleep(0.05)
@@ -83,8 +76,8 @@ class Subscriber(Process):
     def __init__(self):
         # Version 5 lets a subscriber see the retain flag that the publisher set. What it misses
         # while the broker is away, the broker keeps.
-        super().__init__("mosquitto_sub", "-h", "::1", "-V", "5", "--retain-as-published", "-q", "1",
-                         "-t", "#", "-F", "q%q r%r %t|%p", "-i", "test", "-c", "-x", "3600")
+        super().__init__("mosquitto_sub", "-h", "::1", "-V", "5", "--retain-as-published",
+                         "-q", "1", "-t", "#", "-F", "q%q r%r %t|%p", "-i", "test", "-c", "-x", "3600")
         probe = str(time.time())
         while probe not in self.output:
             subprocess.run(["mosquitto_pub", "-h", "::1", "-t", "probe", "-m", probe], check=True)
@@ -125,13 +118,6 @@ class Port:
         return self.info.exists(), self.power.read_text(), self.attribute.read_text()
 
 
-def xor(data):
-    check = 0
-    for byte in data:
-        check ^= byte
-    return check
-
-
 def data_line(sec, nsec, values):
     line = "\t".join(["DATA_SONIC", str(sec), str(nsec), *values, ""])
     return line + f"{sum(line.encode()) % 256:3d}"
@@ -145,31 +131,6 @@ def payload(line):
 
 def first_of_each_second(lines):
     return [b for a, b in zip([""] + lines, lines) if a.split("\t")[1:2] != b.split("\t")[1:2]]
-
-
-RECORD = re.compile(rb"((\d+)\.(\d+),)([0-9a-fA-F]{2}),((?: *-?\d+\.\d+){5} +\d+)  *([0-9a-fA-F]{2})")
-
-
-def data_files_for(port_input, top):
-    """What the daemon makes of port input: its data files, and the data lines in their order."""
-    files, lines, switch, name = {}, [], 0, None
-    for raw in port_input.split(b"\r")[:-1]:
-        match = RECORD.fullmatch(raw)
-        good = match and xor(match[1]) == int(match[4], 16) and xor(match[5]) == int(match[6], 16)
-        if good and int(match[2]) >= switch:
-            start = int(match[2]) // 1800 * 1800
-            switch, name = start + 1800, f"{start}.young_81000_v.01234"
-            files[name] = (top + HEADER + "\n").encode()
-        if good:
-            lines.append(data_line(int(match[2]), int(match[3]), match[5].decode().split()))
-            files[name] += lines[-1].encode() + b"\n"
-        elif name:
-            files[name] += b"DATAERRORH\ttext\nDATAERROR\t" + raw + b"\n"
-    return files, lines
-
-
-class DeviceTest(unittest.TestCase):
-    maxDiff = None
 
 
 def main():
