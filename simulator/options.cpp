@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <iomanip>
 #include <limits>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
@@ -18,6 +19,7 @@ constexpr uint64_t MOST_AVERAGED = 9999;
 constexpr uint64_t MOST_BYTES = 1000000;
 constexpr uint64_t MOST_SECONDS = 10000000000;  // so that nanoseconds stay within 64 bits
 constexpr uint64_t DEFAULT_POWER_OFF = 3 * NANOSECONDS;
+constexpr double SLOWEST = 0.001, FASTEST = 1e6;  // times real time
 constexpr size_t NANOSECOND_DIGITS = 9;
 constexpr size_t LONGEST_FIELDS = 20;
 constexpr int HELP_COLUMN = 30;
@@ -61,8 +63,9 @@ double speed(const std::string& text) {
   if (text == "max") return 0;
   char* end = nullptr;
   const double value = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != '\0' || !(value >= 0 && value <= 1e6)) {
-    reject(text, "a number from 0 to 1000000 or 'max'");
+  const bool in_range = value == 0 || (value >= SLOWEST && value <= FASTEST);
+  if (text.empty() || *end != '\0' || !in_range) {
+    reject(text, "0, a number from 0.001 to 1000000, or max");
   }
   return value;
 }
@@ -85,36 +88,29 @@ void set_noise(const std::string& text, Faults& faults) {
   if (colon != std::string::npos) faults.noise_bytes = byte_count(text.substr(colon + 1));
 }
 
-State state(const std::string& text) {
-  if (text == "operate") return State::OPERATE;
-  if (text == "top") return State::TOP;
-  if (text == "sub") return State::SUB;
-  if (text == "silent") return State::SILENT;
-  reject(text, "operate, top, sub or silent");
+/// The value that goes with the name.
+template <typename Value>
+Value named(const std::string& text, const std::map<std::string, Value>& values) {
+  const auto found = values.find(text);
+  if (found != values.end()) return found->second;
+  std::string wanted = "one of";
+  for (const auto& value : values) wanted += " " + value.first;
+  reject(text, wanted);
 }
 
-unsigned int baud(const std::string& text) {
+const std::map<std::string, State> STATES = {{"operate", State::OPERATE},
+                                             {"top", State::TOP},
+                                             {"sub", State::SUB},
+                                             {"silent", State::SILENT}};
+const std::map<std::string, ErrorHandling> ERROR_HANDLINGS = {{"include", ErrorHandling::INCLUDE},
+                                                              {"omit", ErrorHandling::OMIT}};
+const std::map<std::string, OutputFormat> FORMATS = {{"custom", OutputFormat::CUSTOM},
+                                                     {"nmea", OutputFormat::NMEA}};
+
+unsigned int offered(const std::string& text, bool (*is_offered)(unsigned int)) {
   const auto value = static_cast<unsigned int>(number(text, 0, ANY_COUNT));
-  if (!is_baud_rate(value)) reject(text, "4800, 9600, 19200 or 38400");
+  if (!is_offered(value)) reject(text, "in the instrument's menu");
   return value;
-}
-
-unsigned int rate(const std::string& text) {
-  const auto value = static_cast<unsigned int>(number(text, 0, ANY_COUNT));
-  if (!is_output_rate(value)) reject(text, "4, 5, 8, 10, 16, 20 or 32");
-  return value;
-}
-
-ErrorHandling error_handling(const std::string& text) {
-  if (text == "include") return ErrorHandling::INCLUDE;
-  if (text == "omit") return ErrorHandling::OMIT;
-  reject(text, "include or omit");
-}
-
-OutputFormat format(const std::string& text) {
-  if (text == "custom") return OutputFormat::CUSTOM;
-  if (text == "nmea") return OutputFormat::NMEA;
-  reject(text, "custom or nmea");
 }
 
 std::string fields(const std::string& text) {
@@ -134,24 +130,23 @@ struct Option {
 
 using Text = std::string;
 
-// clang-format off: one option a row
 const Option OPTIONS[] = {
     {"link", "PATH", "link the port to PATH, such as /dev/ttyS1; replaces a symbolic link",
      [](Options& o, const Text& t) { o.link = t; }},
-    {"state", "STATE", "found in: operate (default), top or sub (menus), silent (answers nothing)",
-     [](Options& o, const Text& t) { o.state = state(t); }},
+    {"state", "STATE", "operate (default), top or sub (in a menu), silent (answers nothing)",
+     [](Options& o, const Text& t) { o.state = named(t, STATES); }},
     {"baud", "BAUD", "4800, 9600, 19200 or 38400 (default)",
-     [](Options& o, const Text& t) { o.settings.baud = baud(t); }},
+     [](Options& o, const Text& t) { o.settings.baud = offered(t, is_baud_rate); }},
     {"rate", "HZ", "output rate: 4, 5, 8, 10 (default), 16, 20 or 32 Hz",
-     [](Options& o, const Text& t) { o.settings.rate = rate(t); }},
+     [](Options& o, const Text& t) { o.settings.rate = offered(t, is_output_rate); }},
     {"averaging", "N", "samples to a record (default 0: off)",
      [](Options& o, const Text& t) {
        o.settings.averaging = static_cast<unsigned int>(number(t, 0, MOST_AVERAGED));
      }},
     {"error-handling", "HOW", "include (default) or omit samples with errors",
-     [](Options& o, const Text& t) { o.settings.error_handling = error_handling(t); }},
+     [](Options& o, const Text& t) { o.settings.error_handling = named(t, ERROR_HANDLINGS); }},
     {"format", "FORMAT", "custom (default) or nmea",
-     [](Options& o, const Text& t) { o.settings.format = format(t); }},
+     [](Options& o, const Text& t) { o.settings.format = named(t, FORMATS); }},
     {"fields", "TEXT",
      "fields of the custom format (default 5ABCDE): 5 u v w, A speed of sound,\n"
      "B temperature, C check, D voltage inputs, E diagnostic word",
@@ -167,9 +162,7 @@ const Option OPTIONS[] = {
      [](Options& o, const Text&) { o.no_setup = true; }},
     {"settle", "S", "seconds from the line that ends the set-up to the run (default 0.5)",
      [](Options& o, const Text& t) { o.settle_ns = nanoseconds(t); }},
-    {"start", "S.NNNNNNNNN",
-     "time stamp of the first sample in seconds, advancing with the output rate\n"
-     "(default: the clock)",
+    {"start", "S.NNNNNNNNN", "time stamp of a run's first sample in seconds (default: the clock)",
      [](Options& o, const Text& t) { o.start_ns = nanoseconds(t); }},
     {"speed", "N", "N times as fast as real time; 0 or max: as fast as the reader takes it",
      [](Options& o, const Text& t) { o.speed = speed(t); }},
@@ -177,7 +170,7 @@ const Option OPTIONS[] = {
      "play recorded port input, a line in the time of a sample, then be silent;\n"
      "the faults below have no effect on it",
      [](Options& o, const Text& t) { o.replay = t; }},
-    {"records", "N", "silent after N records",
+    {"records", "K", "silent after record K",
      [](Options& o, const Text& t) { o.faults.silent_after = period(t); }},
 
     {"bad-stamp", "N", "every N-th record has a wrong time-stamp check",
@@ -196,25 +189,23 @@ const Option OPTIONS[] = {
      [](Options& o, const Text& t) { o.faults.steps_back.push_back(incident(t, nanoseconds)); }},
     {"power-cycle", "K[:S]", "no power for S seconds (default 3) after record K, then operate mode",
      [](Options& o, const Text& t) { o.faults.power_cycles.push_back(power_cycle(t)); }},
-    {"hang-up", "N", "take the line away after N records and end",
+    {"hang-up", "K", "take the line away after record K and end",
      [](Options& o, const Text& t) { o.faults.hang_up_after = period(t); }},
 
     {"trace", nullptr, "a line on standard output for every change of mode or setting",
      [](Options& o, const Text&) { o.trace = true; }},
     {"help", nullptr, "print this and end", [](Options& o, const Text&) { o.help = true; }},
 };
-// clang-format on
 
 constexpr char HELP_HEAD[] =
     "sonic-simulator [OPTION]...\n"
     "Plays an ultrasonic anemometer and its port driver on a pseudo-terminal until interrupted.\n"
     "\n"
-    "Until somebody has set the instrument up, it streams in real time without faults. A run "
-    "begins\n"
-    "when its menu is left: one line, the settling time, then record 1. --start, --speed, "
-    "--replay,\n"
-    "--records and the faults belong to the run. It ends when the menu is entered or the port is\n"
-    "closed. Faults with N are repeated, those with K happen once and may be given several times.\n"
+    "Until somebody has set the instrument up, it streams in real time without faults. A run\n"
+    "begins when its menu is left: one line, the settling time, then record 1. --start, --speed,\n"
+    "--replay, --records and the faults belong to the run. It ends when the menu is entered or\n"
+    "the port is closed. Faults with N are repeated; those with K happen once, and with an amount\n"
+    "they may be given several times.\n"
     "\n";
 
 constexpr char HELP_TAIL[] =

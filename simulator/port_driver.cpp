@@ -1,5 +1,6 @@
 #include "simulator/port_driver.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 
@@ -46,7 +47,7 @@ std::string framed(uint64_t stamp_ns, const std::string& line) { return framed(s
 Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
   ++record_;
   for (const Incident& step : faults_.steps_back) {
-    if (record_ >= step.record) stamp_ns -= step.amount;
+    if (record_ >= step.record) stamp_ns -= std::min(stamp_ns, step.amount);
   }
   if (every(faults_.malformed_period)) spoil_number(line);
   if (every(faults_.bad_check_period)) spoil_check(line);
