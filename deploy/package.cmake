@@ -3,17 +3,19 @@
 set(SONIC_MAINTAINER "sonicd maintainers <maintainers@sonicd.invalid>"
     CACHE STRING "Whom the package names as its maintainer")
 
-# The folders are those that systemd and the broker read whatever the prefix; DESTDIR moves them.
-set(unit_dir lib/systemd/system)
 set(deploy ${CMAKE_CURRENT_LIST_DIR})
 
-# The unit names the program by its place, which is known when it is installed.
-install(CODE "set(SBINDIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}\")
-configure_file(\"${deploy}/systemd/sonicd@.service.in\"
-               \"${CMAKE_CURRENT_BINARY_DIR}/sonicd@.service\" @ONLY)")
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/sonicd@.service DESTINATION ${unit_dir})
+# These name the program and its data by their places, which are known when they are installed.
+function(install_configured source destination name)
+  set(output ${CMAKE_CURRENT_BINARY_DIR}/installed/${source})
+  install(CODE "set(SBINDIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}\")
+set(DATADIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}\")
+configure_file(\"${deploy}/${source}\" \"${output}\" @ONLY)")
+  install(FILES ${output} DESTINATION ${destination} RENAME ${name})
+endfunction()
+install_configured(systemd/sonicd@.service.in lib/systemd/system sonicd@.service)
+install_configured(systemd/tmpfiles.conf.in lib/tmpfiles.d sonicd.conf)
 install(FILES ${deploy}/systemd/sysusers.conf DESTINATION lib/sysusers.d RENAME sonicd.conf)
-install(FILES ${deploy}/systemd/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME sonicd.conf)
 install(FILES ${deploy}/mosquitto/sonicd.conf DESTINATION /etc/mosquitto/conf.d)
 install(FILES ${deploy}/config.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd)
 install(PROGRAMS tools/sonic-plot DESTINATION ${CMAKE_INSTALL_BINDIR} OPTIONAL)
@@ -33,7 +35,8 @@ foreach(page IN LISTS man_pages)
   install_gzipped(${page} ${CMAKE_INSTALL_MANDIR}/man${section})
 endforeach()
 install_gzipped(${deploy}/debian/changelog ${CMAKE_INSTALL_DOCDIR})
-install(FILES ${deploy}/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${deploy}/debian/copyright doc/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES doc/data-format.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT ${SONIC_MAINTAINER})
