@@ -201,7 +201,10 @@ class DaemonTest(DeviceTest):
         self.assert_released("UNDEFINEDYOUNG_81000UNDEFINED")
 
     def test_broker_comes_later(self):
-        os.kill(int(Path(os.environ["DEVICE_BROKER_PID"]).read_text()), signal.SIGTERM)
+        broker = int(Path(os.environ["DEVICE_BROKER_PID"]).read_text())
+        os.kill(broker, signal.SIGTERM)
+        while Path(f"/proc/{broker}/fd/0").exists():
+            time.sleep(0.05)
         self.simulator()
         run = self.sonicd("-p", "ttyS1")
         run.wait_for("sonic_setup_auto: enter")
