@@ -15,7 +15,7 @@ static void ask(char what) {
   if (what == 'p') {
     const std::string page = young_interactive_rx(port, 1, 1000, true);
     assert(page.find('\r') == std::string::npos);
-    assert(page.find(YOUNG_PAGING_PROMPT) == std::string::npos);
+    assert(page.find("PRESS ANY KEY TO CONTINUE") == std::string::npos);
   }
   if (what == 'i') {
     const std::string info = young_81000_get_info(port, true);
