@@ -9,9 +9,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const int file = memfd_create("config.json", 0);
   if (ftruncate(file, 0) != 0 || pwrite(file, data, size, 0) == -1) abort();
   const std::string path = "/proc/self/fd/" + std::to_string(file);
-  sonic::config_map_t info = {{"serial_number", "unknown"}};
-  const std::string thrown =
-      sonic::thrown_by([&] { sonic::sonic_info_update(info, {"serial_number"}, path); });
+  config_map_t info = {{"serial_number", "unknown"}};
+  const std::string thrown = thrown_by([&] { sonic_info_update(info, {"serial_number"}, path); });
   assert(thrown == "nothing thrown" || info["serial_number"] == "unknown");
   return 0;
 }

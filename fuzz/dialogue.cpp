@@ -6,8 +6,6 @@
 #include "young/young_81000_menu.h"
 #include "young/young_81000_settings.h"
 
-using namespace sonic;
-
 static void ask(char what) {
   Serial port("port", 38400, true);
   if (what == 'd') interactive_read_to_delimiter(port, "EXIT TO OPERATE MODE\r", 3000, 5, 3, true);

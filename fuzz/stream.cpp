@@ -10,8 +10,6 @@
 #include "output/sampling.h"
 #include "scripted_port.h"
 
-using namespace sonic;
-
 static const std::string TOP = "Model\tm\nSN\ts\nVersion\tv\nRate\tr\n";
 static const int file = memfd_create("data", 0);  // all that the loop opens, one after the other
 static std::string expected, joined;
@@ -45,9 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if ((data[2] >> line.size() % 8 & 1) != 0) line = mended(line);
   }
   std::minstd_rand random(data[0]);
-  for (size_t at = 0, length = 0; at < stream.size(); at += length) {
-    length = random() % (data[1] + 2U);
-    pieces += stream.substr(at, length) + '\xff';
+  for (size_t at = 0, n = 0; at < stream.size(); at += n) {
+    pieces += stream.substr(at, n = random() % (data[1] + 2U)) + '\xff';
   }
   play(pieces);
   expected = joined = "";
