@@ -67,12 +67,8 @@ TEST_F(DialogueTest, SendsAByteOncePerEchoAndAnswersWithWhatFollows) {
 }
 
 TEST_F(DialogueTest, AMissingEchoIsTolerated) {
-  interactive_tx(_port, "X", true);
+  interactive_tx(_port, "X", false);
   EXPECT_EQ("X\r", _pty.received());
-  EXPECT_EQ(
-      "baud=38400\ninteractive_tx_common: out='X'\n"
-      "interactive_tx_common 2 bytes\n              X.  58 0d\n\n",
-      _printed.text());
 }
 
 }  // namespace sonic

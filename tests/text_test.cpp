@@ -9,8 +9,7 @@ namespace sonic {
 TEST(TextTest, SplitDropsOnlyALastEmptyPiece) {
   const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"", {}},          {"a,b", {"a", "b"}},      {"a,b,", {"a", "b"}},
-      {",a", {"", "a"}}, {"a,,b", {"a", "", "b"}}, {",", {""}},
-  };
+      {",a", {"", "a"}}, {"a,,b", {"a", "", "b"}}, {",", {""}}};
   for (const auto& [text, pieces] : cases) EXPECT_EQ(pieces, split(text, ',')) << text;
 }
 

@@ -117,15 +117,13 @@ TEST_F(YoungTest, DetectionProvokesAnInstrumentInItsMenuAndSkipsARateThatThePort
 }
 
 TEST_F(YoungTest, ReplyIsJudgedByItsFirstPrintableRun) {
-  const std::pair<std::string, bool> cases[] = {
-      {"", false},
-      {"\x80\xff", false},
-      {"\x01 1.0 -2.0 3.0\r", true},
-      {"1.0 2.0 3 4.0", false},
-      {"x\x80 1.0 2.0 3.0", false},  // the first run is "x"
-      {"X) EXIT TO MAIN MENU", true},
-      {"exit to", false},
-  };
+  const std::pair<std::string, bool> cases[] = {{"", false},
+                                                {"\x80\xff", false},
+                                                {"\x01 1.0 -2.0 3.0\r", true},
+                                                {"1.0 2.0 3 4.0", false},
+                                                {"X) EXIT TO MAIN MENU", true},
+                                                {"exit to", false},
+                                                {"x\x80 1.0 2.0 3.0", false}};
   for (const auto& [reply, recognised] : cases) {
     EXPECT_EQ(recognised, young_81000_auto_baud_check(reply, young_81000_extractor,
                                                       autobaud_match_strings, false))
