@@ -1,0 +1,55 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace sonic::simulator {
+
+/// The instrument's end of a pseudo-terminal, whose other end stands for the serial port. The other
+/// end is not kept open here, so that it is known whether anybody uses the port.
+class PseudoTerminal {
+ public:
+  struct Ready {
+    bool readable;
+    bool writable;
+  };
+
+  /// Sets the other end raw, at `baud`, and links it to `link` unless that is empty. An existing
+  /// symbolic link is replaced; anything else at that path is an error (std::runtime_error, like
+  /// every failure here).
+  PseudoTerminal(const std::string& link, unsigned int baud);
+  ~PseudoTerminal();
+  PseudoTerminal(const PseudoTerminal&) = delete;
+  PseudoTerminal& operator=(const PseudoTerminal&) = delete;
+
+  /// Of the other end, such as "/dev/pts/3".
+  const std::string& path() const { return path_; }
+
+  /// Whether somebody has the other end open.
+  bool in_use() const;
+
+  /// Waits for keys, or for room if `for_room`, at most for `limit`.
+  Ready wait(bool for_keys, bool for_room, std::chrono::milliseconds limit) const;
+
+  /// The keys that have arrived, possibly none.
+  std::string read() const;
+
+  /// How many of the bytes there was room for.
+  size_t write(const std::string& bytes) const;
+
+  /// The speed that the other side has set, in baud; 0 for one that no instrument has.
+  unsigned int speed() const;
+
+  /// Takes the line away from whoever uses it. Nothing but the destructor may follow.
+  void hang_up();
+
+ private:
+  void make_link();
+  void remove_link() const;
+
+  std::string path_;
+  std::string link_;  // empty: none
+  int fd_;            // -1: hung up
+};
+
+}  // namespace sonic::simulator
