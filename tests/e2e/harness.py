@@ -1,6 +1,7 @@
 """The daemon with its instrument, broker and subscriber, inside a private device (script/device)."""
 
 import os
+import re
 import signal
 import subprocess
 import threading
@@ -120,13 +121,13 @@ def xor(data):
 
 
 def framed(sec, nsec, data):
-    """One record as the port delivers it."""
+    """One record as the port delivers it, without its end."""
     stamp = b"%d.%09d," % (sec, nsec)
-    return b"%s%02x,%s %02x\r" % (stamp, xor(stamp), data, xor(data))
+    return b"%s%02x,%s %02x" % (stamp, xor(stamp), data, xor(data))
 
 
-def data_line(sec, nsec, data):
-    line = f"DATA_SONIC\t{sec}\t{nsec}\t" + "\t".join(data.decode().split()) + "\t"
+def data_line(sec, nsec, values):
+    line = "\t".join(["DATA_SONIC", str(sec), str(nsec), *values, ""])
     return line + f"{sum(line.encode()) % 256:3d}"
 
 
@@ -134,6 +135,31 @@ def payload(line):
     fields = dict(zip(COLUMNS, line.split("\t")))
     fields["diag"] = f'"{fields["diag"]}"'
     return "{ " + ", ".join(f'"{k}" : {fields[k]}' for k in COLUMNS[1:-1]) + " }"
+
+
+def first_of_each_second(lines):
+    return [b for a, b in zip([""] + lines, lines) if a.split("\t")[1:2] != b.split("\t")[1:2]]
+
+
+RECORD = re.compile(rb"((\d+)\.(\d+),)([0-9a-fA-F]{2}),((?: *-?\d+\.\d+){5} +\d+)  *([0-9a-fA-F]{2})")
+
+
+def data_files_for(port_input, top):
+    """What the daemon makes of port input: its data files, and the data lines in their order."""
+    files, lines, switch, name = {}, [], 0, None
+    for raw in port_input.split(b"\r")[:-1]:
+        match = RECORD.fullmatch(raw)
+        good = match and xor(match[1]) == int(match[4], 16) and xor(match[5]) == int(match[6], 16)
+        if good and int(match[2]) >= switch:
+            start = int(match[2]) // 1800 * 1800
+            switch, name = start + 1800, f"{start}.young_81000_v.01234"
+            files[name] = (top + HEADER + "\n").encode()
+        if good:
+            lines.append(data_line(int(match[2]), int(match[3]), match[5].decode().split()))
+            files[name] += lines[-1].encode() + b"\n"
+        elif name:
+            files[name] += b"DATAERRORH\ttext\nDATAERROR\t" + raw + b"\n"
+    return files, lines
 
 
 def main():
