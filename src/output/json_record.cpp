@@ -12,6 +12,8 @@ namespace {
 const std::string SKIPPED = "DATA_SONICH,chk";
 const std::string QUOTED = "diag,sta,std,";
 
+constexpr size_t TYPICAL_LENGTH = 256;
+
 bool is_listed(const std::string& list, const std::string& name) {
   return list.find(name) != std::string::npos;
 }
@@ -24,6 +26,7 @@ std::string s2json(const std::vector<std::string>& header, const std::vector<std
                              std::to_string(data.size()) + ") mismatch");
   }
   std::string json = "{ ";
+  json.reserve(TYPICAL_LENGTH);
   const size_t columns = header.empty() ? 0 : header.size() - 1;  // the last one is the check
   for (size_t i = 0; i < columns; ++i) {
     const std::string& name = header[i];
@@ -37,7 +40,8 @@ std::string s2json(const std::vector<std::string>& header, const std::vector<std
     }
     if (i + 1 < columns) json += ", ";
   }
-  return json + " }";
+  json += " }";
+  return json;
 }
 
 std::string s2json(const std::vector<std::string>& header, const std::string& data,
