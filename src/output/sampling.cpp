@@ -2,7 +2,6 @@
 
 #include <array>
 #include <iostream>
-#include <stdexcept>
 
 #include "app/inactivity.h"
 #include "app/interruption.h"
@@ -20,10 +19,7 @@ constexpr unsigned int BLOCK = 200;
 constexpr size_t MAX_UNDELIMITED = 1000;
 constexpr size_t TYPICAL_DATA_LINE = 128;
 constexpr int SAMPLING_PRIORITY = -20;
-
-void throw_if_terminated() {
-  if (terminator) throw std::runtime_error("sampling");
-}
+constexpr const char* INTERRUPTED = "sampling";
 
 /// What stands at the top of every data file, before the header.
 std::string instrument_lines(const config_map_t& extras) {
@@ -58,11 +54,11 @@ class SamplingLoop {
   /// One wait and what it brought.
   void pass() {
     const int ready = interactive_wait_for_input(_port, WAIT_SECONDS);
-    throw_if_terminated();
+    throw_if_terminated(INTERRUPTED);
     if (ready == 0) return idle();
     std::array<char, BLOCK> block;
     const int n = _port.read(block.data(), BLOCK);
-    throw_if_terminated();
+    throw_if_terminated(INTERRUPTED);
     if (n == 0) return idle();
 
     _inactivity.reset();
@@ -97,9 +93,11 @@ class SamplingLoop {
   /// Cuts the buffer into lines and leaves what follows the last delimiter.
   void take_records() {
     size_t start = 0;
-    for (size_t end; !is_done() && (end = _buffer.find(_ops.delimiter, start)) != std::string::npos;
-         start = end + _ops.delimiter.size()) {
+    while (!is_done()) {
+      const size_t end = _buffer.find(_ops.delimiter, start);
+      if (end == std::string::npos) break;
       take_line(_buffer.substr(start, end - start));
+      start = end + _ops.delimiter.size();
     }
     _buffer.erase(0, start);
   }

@@ -17,8 +17,9 @@ std::vector<std::string> split(const std::string& s, char delimiter) {
   std::vector<std::string> pieces;
   pieces.reserve(static_cast<size_t>(std::count(s.begin(), s.end(), delimiter)) + 1);
   size_t start = 0;
-  for (size_t end; (end = s.find(delimiter, start)) != std::string::npos; start = end + 1) {
+  for (size_t end = s.find(delimiter); end != std::string::npos; end = s.find(delimiter, start)) {
     pieces.push_back(s.substr(start, end - start));
+    start = end + 1;
   }
   if (start < s.size()) pieces.push_back(s.substr(start));
   return pieces;
