@@ -187,7 +187,7 @@ def sampled(test, port, instrument="", daemon="", rate=32, start=START, config=C
             test.subscriber.wait_for(f"{port.topic}/fast|{payload(last)}")
     if sig == signal.SIGKILL:
         run.end(sig)
-        test.assertEqual((True, "1\n"), port.left()[:2])
+        test.assertEqual((True, "1\n", "UNDEFINEDYOUNG_81000"), port.left())
         will = f"{port.topic}/status|Disconnected"
         test.subscriber.wait_for(will, statuses.count("Disconnected"))
     else:
