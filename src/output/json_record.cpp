@@ -13,6 +13,8 @@ namespace {
 constexpr std::string_view SKIPPED = "DATA_SONICH,chk";
 constexpr std::string_view QUOTED = "diag,sta,std,";
 
+constexpr size_t TYPICAL_LENGTH = 256;
+
 bool is_listed(std::string_view list, const std::string& name) {
   return list.find(name) != std::string_view::npos;
 }
@@ -25,6 +27,7 @@ std::string s2json(const std::vector<std::string>& header, const std::vector<std
                              std::to_string(data.size()) + ") mismatch");
   }
   std::string json = "{ ";
+  json.reserve(TYPICAL_LENGTH);
   const size_t columns = header.empty() ? 0 : header.size() - 1;  // the last one is the check
   for (size_t i = 0; i < columns; ++i) {
     const std::string& name = header[i];
@@ -38,7 +41,8 @@ std::string s2json(const std::vector<std::string>& header, const std::vector<std
     }
     if (i + 1 < columns) json += ", ";
   }
-  return json + " }";
+  json += " }";
+  return json;
 }
 
 std::string s2json(const std::vector<std::string>& header, const std::string& data,

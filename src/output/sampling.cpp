@@ -17,6 +17,7 @@ constexpr unsigned int WAIT_SECONDS = 1;
 constexpr unsigned int INACTIVITY_LIMIT = 60;  // idle passes of a second each
 constexpr unsigned int BLOCK = 200;
 constexpr size_t MAX_UNDELIMITED = 1000;
+constexpr size_t TYPICAL_DATA_LINE = 128;
 constexpr int SAMPLING_PRIORITY = -20;
 constexpr const char* INTERRUPTED = "sampling";
 
@@ -112,8 +113,10 @@ class SamplingLoop {
     }
     ++_records;
     if (record.sec >= _next_switch) switch_file(record);
-    std::string data_line = "DATA_SONIC\t" + std::to_string(record.sec) + "\t" +
-                            std::to_string(record.nsec) + "\t" + _ops.transform(record.data);
+    std::string data_line;
+    data_line.reserve(TYPICAL_DATA_LINE);
+    data_line.append("DATA_SONIC\t").append(std::to_string(record.sec)).append("\t");
+    data_line.append(std::to_string(record.nsec)).append("\t").append(_ops.transform(record.data));
     data_line += qelta_checksum(data_line);
     _file.log(data_line, true);
     _publisher.publish(record.sec, data_line);
