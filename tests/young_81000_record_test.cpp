@@ -44,6 +44,7 @@ TEST(RecordTest, RejectsWithItsReason) {
       {"", ""},
       {"12.34,06," + data + " 3f", ""},
       {"12.34,06," + data + " 3F", ""},
+      {"12.34,06," + data + " 3f" + std::string("\0junk\n", 6), ""},  // a zero ends the text
       {"12.34,0C," + data + " 3f",
        "timestamp checksum mismatch, ts='12.34,', got=0c, computed=06\n"},
       {"12.34,2a," + data + " 00",  // the check without the comma; both checks wrong, one reported

@@ -11,6 +11,10 @@ std::atomic<unsigned char> terminator{0};
 
 static_assert(std::atomic<unsigned char>::is_always_lock_free, "set from a signal handler");
 
+void throw_if_terminated(const char* message) {
+  if (terminator) throw std::runtime_error(message);
+}
+
 void sig_int_handler(int /*signal*/) { terminator = 1; }
 
 void install_sigint_handler() {

@@ -4,9 +4,12 @@
 
 namespace sonic {
 
-/// 0 until the user interrupts, then 1. Every waiting loop tests it after each wait and ends its
-/// work with an exception when it is set.
+/// 0 until the user interrupts, then 1. Every waiting loop tests it, a dialogue when a
+/// wait brings no data, and ends its work with an exception when it is set.
 extern std::atomic<unsigned char> terminator;
+
+/// Throws std::runtime_error with this message when `terminator` is set.
+void throw_if_terminated(const char* message);
 
 /// Sets `terminator` and nothing else.
 void sig_int_handler(int signal);

@@ -3,15 +3,15 @@
 
 #include "app/mainline.h"
 
-// Reports go to standard output, where the rest of the log is; a supervisor starts the program
-// again.
+// The two kinds of exception are kept apart, though today they are reported alike. Reports go to
+// standard output, where the rest of the log is; a supervisor starts the program again.
 int main(int argc, char** argv) {
   try {
     sonic::mainline(argc, argv);
     return 0;
-  } catch (const std::runtime_error& e) {  // what this program throws itself
+  } catch (const std::runtime_error& e) {
     std::cout << "EXCEPTION: " << e.what() << std::endl;
-  } catch (const std::exception& e) {  // what the libraries throw
+  } catch (const std::exception& e) {
     std::cout << "EXCEPTION: " << e.what() << std::endl;
   } catch (...) {
     std::cout << "ERROR" << std::endl;

@@ -121,7 +121,7 @@ void MQTTPublisher::_on_publish(mosquitto* /*mosq*/, void* /*obj*/, int /*messag
 
 std::string MQTTPublisher::_mosquitto_error(const std::string& where, const std::string& what,
                                             int code) {
-  const std::string text = error_text(code);
+  const std::string text = error_text(code);  // first: it may be about errno
   return where + ": '" + what + "' fail, " + text;
 }
 

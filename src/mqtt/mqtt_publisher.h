@@ -9,8 +9,9 @@ struct mosquitto;
 namespace sonic {
 
 /// Publishes records as JSON objects and status texts to the broker on this device, always with QoS
-/// 1 and the retain flag. libmosquitto's own thread connects, delivers and reconnects; messages are
-/// queued meanwhile. Used from the main thread only.
+/// 1 and the retain flag. libmosquitto's own thread connects, delivers and reconnects. Without a
+/// connection the library keeps a message for later even where it reports "not connected". Used
+/// from the main thread only.
 class MQTTPublisher {
  public:
   /// Initialises libmosquitto for a caller that wants that done explicitly; nothing here needs it.
@@ -30,7 +31,8 @@ class MQTTPublisher {
                 const std::string& topic_fast, const std::string& header,
                 const std::string& topic_status, const std::string& will, bool fast_pub,
                 bool console_only);
-  /// Stops the network thread at once: what it has not yet delivered is lost.
+  /// Stops the network thread at once. What it has not yet delivered is lost, even its farewell:
+  /// then the broker publishes the will.
   ~MQTTPublisher();
   MQTTPublisher(const MQTTPublisher&) = delete;
   MQTTPublisher& operator=(const MQTTPublisher&) = delete;
@@ -50,7 +52,7 @@ class MQTTPublisher {
   void _init_mosquitto(const std::string& will);
   void _destroy();
   int _publish(const std::string& topic, const std::string& payload);
-  std::string _mosquitto_error(const std::string& where, const std::string& what, int code);
+  static std::string _mosquitto_error(const std::string& where, const std::string& what, int code);
   static void _on_connect(mosquitto* mosq, void* obj, int code);
   static void _on_publish(mosquitto* mosq, void* obj, int message_id);
 

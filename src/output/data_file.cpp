@@ -47,14 +47,15 @@ void logging::new_log(const std::string& name) {
 
 void logging::_open(const std::string& name) {
   _descriptor = ::open(name.c_str(), OPEN_FLAGS, OPEN_MODE);
+  const int error = errno;
   if (_descriptor == -1) {
-    throw std::runtime_error("logging error opening '" + name + "': " + strerror(errno));
+    throw std::runtime_error("logging error opening '" + name + "': " + strerror(error));
   }
   _name = name;
 }
 
 void logging::_close() {
-  if (_descriptor > 0) ::close(_descriptor);  // 0 is standard input, never a data file
+  if (_descriptor > 0) ::close(_descriptor);  // 0 is left alone: it was standard input
   _descriptor = -1;
   _name.clear();
 }
@@ -73,7 +74,8 @@ void logging::log(unsigned char* bytes, unsigned int length) { _write(bytes, len
 
 void logging::_write(const void* bytes, size_t length) {
   const ssize_t written = ::write(_descriptor, bytes, length);
-  if (written == -1) throw std::runtime_error("logging error '" + _name + "': " + strerror(errno));
+  const int error = errno;
+  if (written == -1) throw std::runtime_error("logging error '" + _name + "': " + strerror(error));
   if (static_cast<size_t>(written) != length) {
     throw std::runtime_error("logging error '" + _name + "': partial write");
   }

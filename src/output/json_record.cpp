@@ -1,6 +1,7 @@
 #include "output/json_record.h"
 
 #include <stdexcept>
+#include <string_view>
 
 #include "records/text.h"
 
@@ -9,11 +10,13 @@ namespace sonic {
 namespace {
 
 // A name is skipped or quoted when it occurs anywhere in these texts.
-const std::string SKIPPED = "DATA_SONICH,chk";
-const std::string QUOTED = "diag,sta,std,";
+constexpr std::string_view SKIPPED = "DATA_SONICH,chk";
+constexpr std::string_view QUOTED = "diag,sta,std,";
 
-bool is_listed(const std::string& list, const std::string& name) {
-  return list.find(name) != std::string::npos;
+constexpr size_t TYPICAL_LENGTH = 256;
+
+bool is_listed(std::string_view list, const std::string& name) {
+  return list.find(name) != std::string_view::npos;
 }
 
 }  // namespace
@@ -24,6 +27,7 @@ std::string s2json(const std::vector<std::string>& header, const std::vector<std
                              std::to_string(data.size()) + ") mismatch");
   }
   std::string json = "{ ";
+  json.reserve(TYPICAL_LENGTH);
   const size_t columns = header.empty() ? 0 : header.size() - 1;  // the last one is the check
   for (size_t i = 0; i < columns; ++i) {
     const std::string& name = header[i];
@@ -33,11 +37,12 @@ std::string s2json(const std::vector<std::string>& header, const std::vector<std
     if (is_listed(QUOTED, name)) {
       json.append("\"").append(value).append("\"");
     } else {
-      json.append(value, !value.empty() && value[0] == '+' ? 1 : 0, std::string::npos);
+      json.append(value, value[0] == '+' ? 1 : 0, std::string::npos);
     }
     if (i + 1 < columns) json += ", ";
   }
-  return json + " }";
+  json += " }";
+  return json;
 }
 
 std::string s2json(const std::vector<std::string>& header, const std::string& data,

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <iostream>
-#include <stdexcept>
 
 #include "app/inactivity.h"
 #include "app/interruption.h"
@@ -18,11 +17,9 @@ constexpr unsigned int WAIT_SECONDS = 1;
 constexpr unsigned int INACTIVITY_LIMIT = 60;  // idle passes of a second each
 constexpr unsigned int BLOCK = 200;
 constexpr size_t MAX_UNDELIMITED = 1000;
+constexpr size_t TYPICAL_DATA_LINE = 128;
 constexpr int SAMPLING_PRIORITY = -20;
-
-void throw_if_terminated() {
-  if (terminator) throw std::runtime_error("sampling");
-}
+constexpr const char* INTERRUPTED = "sampling";
 
 /// What stands at the top of every data file, before the header.
 std::string instrument_lines(const config_map_t& extras) {
@@ -57,11 +54,11 @@ class SamplingLoop {
   /// One wait and what it brought.
   void pass() {
     const int ready = interactive_wait_for_input(_port, WAIT_SECONDS);
-    throw_if_terminated();
+    throw_if_terminated(INTERRUPTED);
     if (ready == 0) return idle();
     std::array<char, BLOCK> block;
     const int n = _port.read(block.data(), BLOCK);
-    throw_if_terminated();
+    throw_if_terminated(INTERRUPTED);
     if (n == 0) return idle();
 
     _inactivity.reset();
@@ -96,9 +93,11 @@ class SamplingLoop {
   /// Cuts the buffer into lines and leaves what follows the last delimiter.
   void take_records() {
     size_t start = 0;
-    for (size_t end; !is_done() && (end = _buffer.find(_ops.delimiter, start)) != std::string::npos;
-         start = end + _ops.delimiter.size()) {
+    while (!is_done()) {
+      const size_t end = _buffer.find(_ops.delimiter, start);
+      if (end == std::string::npos) break;
       take_line(_buffer.substr(start, end - start));
+      start = end + _ops.delimiter.size();
     }
     _buffer.erase(0, start);
   }
@@ -114,8 +113,10 @@ class SamplingLoop {
     }
     ++_records;
     if (record.sec >= _next_switch) switch_file(record);
-    std::string data_line = "DATA_SONIC\t" + std::to_string(record.sec) + "\t" +
-                            std::to_string(record.nsec) + "\t" + _ops.transform(record.data);
+    std::string data_line;
+    data_line.reserve(TYPICAL_DATA_LINE);
+    data_line.append("DATA_SONIC\t").append(std::to_string(record.sec)).append("\t");
+    data_line.append(std::to_string(record.nsec)).append("\t").append(_ops.transform(record.data));
     data_line += qelta_checksum(data_line);
     _file.log(data_line, true);
     _publisher.publish(record.sec, data_line);

@@ -28,7 +28,7 @@ void sonic_info_update(config_map_t& info, const std::vector<std::string>& names
   std::ifstream file(path);
   Json::Value device;
   file >> device;
-  const Json::Value entry = device[PORTS][FIRST];
+  const Json::Value& entry = device[PORTS][FIRST];
   for (const auto& name : names) {
     std::string& value = info.at(name);
     if (entry.isMember(name)) value = entry.get(name, value).asString();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iomanip>
 #include <iostream>
 #include <string>
 
@@ -19,7 +18,7 @@ bool is_printable(uint8_t byte) { return byte >= 32 && byte <= 126; }
 
 void dump(std::ostream& out, const void* data, int length) {
   const auto* bytes = static_cast<const uint8_t*>(data);
-  out << length << " bytes\n";
+  out << std::to_string(length) << " bytes\n";
   for (int start = 0; start < length; start += ROW) {
     std::string text;
     std::string hex;
@@ -27,7 +26,7 @@ void dump(std::ostream& out, const void* data, int length) {
       text += is_printable(bytes[i]) ? static_cast<char>(bytes[i]) : '.';
       hex += {' ', HEX[bytes[i] >> 4], HEX[bytes[i] & 0xF]};
     }
-    out << std::setw(ROW) << text << ' ' << hex << '\n';
+    out << std::string(ROW - text.size(), ' ') << text << ' ' << hex << '\n';
   }
   out.flush();
 }

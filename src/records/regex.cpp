@@ -22,7 +22,7 @@ void regex::Free::operator()(regex_t* compiled) const {
 regex::regex(const std::string& pattern) : _pattern(pattern) { _construct(); }
 
 void regex::_construct() {
-  auto compiled = std::make_unique<regex_t>();
+  auto compiled = std::make_unique<regex_t>();  // not to be freed by regfree unless it compiles
   const int code = regcomp(compiled.get(), _pattern.c_str(), REG_EXTENDED);
   if (code != 0) {
     std::cout << "construct: FAIL " << code << std::endl;
@@ -47,7 +47,6 @@ bool regex::is_match(const std::string& s, submatches& m) const {
   if (!_compiled || regexec(_compiled.get(), s.c_str(), found.size(), found.data(), 0) != 0) {
     return false;
   }
-  m.reserve(m.size() + _compiled->re_nsub + 1);
   for (const auto& group : found) {
     if (group.rm_so == -1) break;
     m.emplace_back(group.rm_so, group.rm_eo);

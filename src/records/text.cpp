@@ -15,9 +15,11 @@ bool is_space(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0;
 
 std::vector<std::string> split(const std::string& s, char delimiter) {
   std::vector<std::string> pieces;
+  pieces.reserve(static_cast<size_t>(std::count(s.begin(), s.end(), delimiter)) + 1);
   size_t start = 0;
-  for (size_t end; (end = s.find(delimiter, start)) != std::string::npos; start = end + 1) {
+  for (size_t end = s.find(delimiter); end != std::string::npos; end = s.find(delimiter, start)) {
     pieces.push_back(s.substr(start, end - start));
+    start = end + 1;
   }
   if (start < s.size()) pieces.push_back(s.substr(start));
   return pieces;

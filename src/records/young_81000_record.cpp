@@ -46,7 +46,7 @@ unsigned int xor_of(const std::string& text) {
   return xor_checksum(text.data(), static_cast<unsigned int>(text.size()));
 }
 
-/// Writes `names[0]` received `names[1]` computed, each check byte as two hexadecimal digits.
+/// Writes both check bytes as two hexadecimal digits, each after its label.
 void print_check(const char* got, unsigned int received, const char* expected,
                  unsigned int computed) {
   std::cout << std::hex << std::setfill('0') << got << std::setw(2) << received << expected
@@ -54,9 +54,12 @@ void print_check(const char* got, unsigned int received, const char* expected,
 }
 
 void print_record(const std::string& line, const parsed_data& record) {
-  std::cout << "b='" << line << "'\n sec=" << record.sec << "\n nsec=" << record.nsec << "\n raw='"
-            << record.raw << "'\n data='" << record.data << "'\n checksum=" << std::hex
-            << record.checksum << std::dec << std::endl;
+  std::cout << "b='" << line << "'" << std::endl;
+  std::cout << " sec=" << record.sec << std::endl;
+  std::cout << " nsec=" << record.nsec << std::endl;
+  std::cout << " raw='" << record.raw << "'" << std::endl;
+  std::cout << " data='" << record.data << "'" << std::endl;
+  std::cout << " checksum=" << std::hex << record.checksum << std::dec << std::endl;
 }
 
 bool is_text(unsigned char byte) {
@@ -71,13 +74,12 @@ const data_record_parser_t young_81000_record_parser = {&young_81000_input_re,
 parsed_data young_81000_extract(const std::string& line, const data_record_parser_t& parser,
                                 bool verbose) {
   if (verbose) dump(line.data(), static_cast<int>(line.size()));
-  const parsed_data invalid;
-  if (line.empty()) return invalid;
+  if (line.empty()) return {};
 
   regex::submatches submatches;
   if (!parser.pattern->is_match(line, submatches)) {
     std::cout << "'" << line << "' is a bad record format" << std::endl;
-    return invalid;
+    return {};
   }
   parsed_data record = parser.assembler(line, submatches);
 
@@ -85,19 +87,19 @@ parsed_data young_81000_extract(const std::string& line, const data_record_parse
   if (ts_computed != record.ts_checksum) {
     std::cout << "timestamp checksum mismatch, ts='" << record.ts << "'";
     print_check(", got=", record.ts_checksum, ", computed=", ts_computed);
-    return invalid;
+    return {};
   }
   if (verbose) print_record(line, record);
 
   if (record.raw.empty()) {
     std::cout << "no data" << std::endl;
-    return invalid;
+    return {};
   }
   const unsigned int computed = xor_of(record.raw);
   if (verbose) print_check("chksum cmp: received=", record.checksum, ", computed=", computed);
   if (computed != record.checksum) {
     print_check("checksum error: got=", record.checksum, ", expected=", computed);
-    return invalid;
+    return {};
   }
   record.valid = true;
   return record;

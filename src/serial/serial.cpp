@@ -24,7 +24,8 @@ const std::map<unsigned int, speed_t> speeds = {
 constexpr int RTS_SHIFT = 2;
 constexpr int CTS_SHIFT = 5;
 
-bool is_nothing_there() { return errno == EAGAIN || errno == EINTR; }
+/// Of the last system call: nothing was there, or a signal came.
+bool is_harmless_failure() { return errno == EAGAIN || errno == EINTR; }
 
 }  // namespace
 
@@ -43,7 +44,7 @@ void Serial::open() {
   _fd = ::open(_port.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
   if (_fd == -1) throw std::runtime_error(error("error opening"));
 
-  // Set once more: some drivers drop the flag given at open.
+  // Set once more, should the driver have ignored it at open.
   const int flags = fcntl(_fd, F_GETFL);
   if (flags == -1) throw std::runtime_error(error("error getting status flags"));
   if (fcntl(_fd, F_SETFL, flags | O_NONBLOCK) == -1) {
@@ -71,14 +72,14 @@ void Serial::close() {
 int Serial::read(void* buf, unsigned int len) {
   const ssize_t n = ::read(_fd, buf, len);
   if (n != -1) return static_cast<int>(n);
-  if (is_nothing_there()) return 0;
+  if (is_harmless_failure()) return 0;
   throw std::runtime_error(error("error reading"));
 }
 
 int Serial::write(const void* buf, unsigned int len) {
   const ssize_t n = ::write(_fd, buf, len);
   if (n != -1) return static_cast<int>(n);
-  if (is_nothing_there()) return 0;
+  if (is_harmless_failure()) return 0;
   throw std::runtime_error(error("error writing"));
 }
 

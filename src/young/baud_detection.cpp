@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "app/interruption.h"
+#include "young/young_81000_menu.h"
 
 namespace sonic {
 
@@ -28,7 +29,6 @@ constexpr unsigned int MAX_REPLY = 500;
 constexpr const char* ESCAPES = "\x1b\x1b\x1b";
 constexpr const char* NEWLINE = "\n";
 constexpr unsigned int NEWLINE_SECONDS = 1;
-constexpr const char* EXIT_KEY = "X";
 constexpr int EXIT_KEY_ROUNDS = 2;
 
 /// False when the line stayed quiet. Unlike the dialogue's wait, any failure ends detection.
@@ -40,7 +40,7 @@ bool wait_for_input(int fd) {
   timeout.tv_sec = QUIET_SECONDS;
   const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
   const int error = errno;
-  if (terminator) throw std::runtime_error("autobaud: terminated by user");
+  throw_if_terminated("autobaud: terminated by user");
   if (ready == -1) {
     throw std::runtime_error(std::string("autobaud select error: ") + strerror(error));
   }
@@ -65,11 +65,12 @@ bool talks(Notifier& notifier, Serial& port, extractor_t extractor, const re& ma
   young_81000_auto_baud_write(port, NEWLINE, verbose);
   sleep(NEWLINE_SECONDS);
   std::cout << "NL ..." << std::endl;
-  std::cout << "[" << young_81000_auto_baud_read(notifier, port, verbose) << "]" << std::endl;
+  const std::string reply = young_81000_auto_baud_read(notifier, port, verbose);
+  std::cout << "[" << reply << "]" << std::endl;
 
   for (int round = 0; round < EXIT_KEY_ROUNDS; ++round) {
     std::cout << "Interactive??" << std::endl;
-    young_81000_auto_baud_write(port, EXIT_KEY, verbose);
+    young_81000_auto_baud_write(port, YOUNG_EXIT_KEY, verbose);
     if (heard("Reread ...")) return true;
   }
   return false;

@@ -9,6 +9,7 @@
 #include <ctime>
 #include <iostream>
 #include <stdexcept>
+#include <utility>
 
 #include "app/interruption.h"
 #include "records/dump.h"
@@ -23,10 +24,6 @@ constexpr unsigned int RX_SECONDS = 1;
 constexpr unsigned int RX_MAX_CHARS = 80;
 constexpr unsigned int RX_BLOCK = 80;
 constexpr unsigned int DELIMITER_BLOCK = 500;
-
-void throw_if_terminated(const char* message) {
-  if (terminator) throw std::runtime_error(message);
-}
 
 void trace_dump(const char* function, const std::string& text) {
   std::cout << function << ' ';
@@ -45,8 +42,8 @@ std::string possible_start(const std::string& buffer, const std::string& delimit
   }
   for (size_t i = 1; i < delimiter.size() && start + i < buffer.size(); ++i) {
     if (verbose) {
-      std::cout << "interactive_read_to_delimiter: check '" << static_cast<int>(delimiter[0]) << "'"
-                << std::endl;
+      std::cout << "interactive_read_to_delimiter: check '"
+                << static_cast<int>(static_cast<unsigned char>(delimiter[0])) << "'" << std::endl;
     }
     if (buffer[start + i] != delimiter[i]) return "";
   }

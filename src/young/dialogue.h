@@ -16,7 +16,8 @@ enum eoltype_t { EOL_NONE = 0, EOL_CR = 1, EOL_CR_LF = 2 };
 /// signal arrived. Callers treat the last as ready: the read that follows yields nothing.
 int interactive_wait_for_input(Serial& port, unsigned int seconds);
 
-/// Writes one byte every 250 ms, for an instrument that is not echoing.
+/// Writes one byte every 250 ms and reads no echo. A byte that the port does not take is tried
+/// again without limit.
 void interactive_slow_write(Serial& port, const std::string& text);
 
 /// Receives until `max_chars` characters have come or nothing came for `seconds`.

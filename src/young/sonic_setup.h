@@ -11,8 +11,9 @@ config_map_t sonic_setup(Notifier& notifier, const config_map_t& config, Serial&
 
 /// Walks the instrument through its menu to the configured settings, all or nothing, and back to
 /// operate mode. Returns what is known of the instrument: sonic_type, instrument, serial_number,
-/// software_version, output_rate (Hz), config, incline. Any failure of the dialogue passes on; the
-/// next start copes with an instrument left in its menu.
+/// software_version, output_rate (Hz), config, incline. Any failure of the dialogue passes on, as
+/// does "map::at" for a missing setting or a rate that the instrument does not have; the next start
+/// copes with an instrument left in its menu.
 config_map_t sonic_setup_auto(const config_map_t& config, Serial& port);
 
 }  // namespace sonic

@@ -14,13 +14,13 @@
 
 namespace sonic {
 
-const char* const YOUNG_PAGING_PROMPT = "PRESS ANY KEY TO CONTINUE";
+const char* const YOUNG_EXIT_KEY = "X";
 
 namespace {
 
 constexpr const char* WAKE_KEY = "\r";
 constexpr const char* INTERRUPT_KEYS = "\x1b\x1b\x1b";
-constexpr const char* EXIT_KEY = "X";
+constexpr const char* PAGING_PROMPT = "PRESS ANY KEY TO CONTINUE";
 constexpr const char* SETUP_KEY = "S";
 
 constexpr const char* MENU_SHOWN = "EXIT";
@@ -44,7 +44,9 @@ constexpr unsigned int MOVE_UP_PAUSE = 2;
 constexpr unsigned int MOVE_UP_SECONDS = 2;
 constexpr unsigned int MOVE_UP_MAX_CHARS = 300;
 
+constexpr unsigned int LEAVE_SECONDS = 1;
 constexpr unsigned int LEAVE_MAX_CHARS = 250;
+constexpr const char* LEAVE_TERMINATED = "young_exit_interactive: terminated by user";
 
 bool contains(const std::string& text, const char* part) {
   return text.find(part) != std::string::npos;
@@ -64,9 +66,10 @@ void _young_interactive_move_to_top(Serial& port, std::string text, bool verbose
   };
   trace();
   while (sub_menu.is_match(text)) {
-    interactive_tx_ncr(port, EXIT_KEY, verbose);
+    interactive_tx_ncr(port, YOUNG_EXIT_KEY, verbose);
     sleep(MOVE_UP_PAUSE);
     text = with_line_feeds(interactive_rx(port, MOVE_UP_SECONDS, MOVE_UP_MAX_CHARS, verbose));
+    throw_if_terminated("_young_interactive_move_to_top: terminated by user");
     if (verbose) trace();
   }
 }
@@ -97,9 +100,9 @@ std::string young_interactive_rx(Serial& port, unsigned int timeout_s, unsigned 
     if (verbose) dump_text(chunk);
     if (chunk.empty()) break;
     // An instrument that streams instead of showing a page leaves no silence that would end it.
-    if (terminator) throw std::runtime_error("young_interactive_rx: terminated by user");
+    throw_if_terminated("young_interactive_rx: terminated by user");
     page += chunk;
-    const size_t prompt = page.find(YOUNG_PAGING_PROMPT);
+    const size_t prompt = page.find(PAGING_PROMPT);
     if (prompt != std::string::npos) {
       page.erase(prompt);
       interactive_tx(port, "", false);
@@ -110,11 +113,19 @@ std::string young_interactive_rx(Serial& port, unsigned int timeout_s, unsigned 
   return page;
 }
 
+std::string young_81000_receive_page(Serial& port, bool verbose) {
+  return young_interactive_rx(port, PAGE_SECONDS, PAGE_MAX_CHARS, verbose);
+}
+
+std::string young_81000_press(Serial& port, const std::string& key, bool verbose) {
+  interactive_tx_ncr(port, key, verbose);
+  return young_81000_receive_page(port, verbose);
+}
+
 std::string young_81000_goto_top_menu(Serial& port, std::string text, bool verbose) {
   const regex top_menu(TOP_MENU_PATTERN);
   do {
-    interactive_tx_ncr(port, EXIT_KEY, verbose);
-    text = young_interactive_rx(port, PAGE_SECONDS, PAGE_MAX_CHARS, verbose);
+    text = young_81000_press(port, YOUNG_EXIT_KEY, verbose);
   } while (!top_menu.is_match(text));
   return text;
 }
@@ -122,8 +133,7 @@ std::string young_81000_goto_top_menu(Serial& port, std::string text, bool verbo
 std::string young_81000_goto_sub_menu(Serial& port, std::string keys, bool verbose) {
   std::string page;
   for (const char key : SETUP_KEY + keys) {
-    interactive_tx_ncr(port, std::string(1, key), verbose);
-    page = young_interactive_rx(port, PAGE_SECONDS, PAGE_MAX_CHARS, verbose);
+    page = young_81000_press(port, std::string(1, key), verbose);
   }
   return page;
 }
@@ -151,23 +161,20 @@ void young_enter_interactive(Serial& port, bool verbose) {
 }
 
 void young_exit_interactive(Serial& port, bool verbose) {
-  interactive_tx(port, EXIT_KEY, verbose);
+  interactive_tx(port, YOUNG_EXIT_KEY, verbose);
   const regex data_line(DATA_LINE_PATTERN);
   if (verbose) {
     std::cout << "young_exit_interactive: regex='" << DATA_LINE_PATTERN << "'" << std::endl;
   }
-  const auto terminated = [] {
-    return std::runtime_error("young_exit_interactive: terminated by user");
-  };
   std::array<char, LEAVE_MAX_CHARS> block;
   std::string buffer;
   while (buffer.size() < LEAVE_MAX_CHARS) {
-    const int ready = interactive_wait_for_input(port, PAGE_SECONDS);
-    if (ready == -1) throw terminated();
+    const int ready = interactive_wait_for_input(port, LEAVE_SECONDS);
+    if (ready == -1) throw std::runtime_error(LEAVE_TERMINATED);
     const auto room = LEAVE_MAX_CHARS - static_cast<unsigned int>(buffer.size());
     const int n = ready == 0 ? 0 : port.read(block.data(), room);
     if (n == 0) {
-      if (terminator) throw terminated();
+      throw_if_terminated(LEAVE_TERMINATED);
       continue;
     }
     buffer.append(block.data(), static_cast<size_t>(n));

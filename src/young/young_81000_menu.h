@@ -8,14 +8,12 @@ namespace sonic {
 
 // Moving the R. M. Young 81000 between its two modes, operate mode, in which it streams data lines,
 // and the interactive menu, and around that menu. The mode is not stored: each operation finds it
-// out from what the instrument sends. Failures are std::runtime_error. Source of the menus: R. M.
-// Young Company, Model 81000 Ultrasonic Anemometer, instruction manual.
+// out from what the instrument sends. Failures are std::runtime_error.
 
-/// Text of a paging prompt within a long menu page.
-extern const char* const YOUNG_PAGING_PROMPT;
+/// Leaves a menu upwards, and from the top one to operate mode.
+extern const char* const YOUNG_EXIT_KEY;
 
-/// Brings the instrument to its top menu, whatever state it is in. A silent one fails after some 15
-/// s.
+/// Brings the instrument to its top menu, whatever state it is in. A silent one fails after 15 s.
 void young_enter_interactive(Serial& port, bool verbose);
 
 /// Leaves the menu; returns when data lines are seen. Waits without limit on a silent instrument.
@@ -24,6 +22,12 @@ void young_exit_interactive(Serial& port, bool verbose);
 /// One complete menu page, its paging prompt answered, with carriage returns as line feeds.
 std::string young_interactive_rx(Serial& port, unsigned int timeout_s, unsigned int max_chars,
                                  bool verbose);
+
+/// The same with the limits that suit every page: a second of silence, 1000 characters.
+std::string young_81000_receive_page(Serial& port, bool verbose);
+
+/// Sends a key without a line ending and returns the page that answers it.
+std::string young_81000_press(Serial& port, const std::string& key, bool verbose);
 
 /// Presses "X", at least once, until the top menu is on screen; returns the last page. `text`, the
 /// page on screen, is not examined.

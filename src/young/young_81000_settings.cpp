@@ -48,7 +48,6 @@ constexpr const char* AVERAGING_PROMPT = "A";
 constexpr const char* ERROR_HANDLING_MENU = "E";
 constexpr const char* OUTPUT_FORMAT_MENU = "S";
 
-constexpr const char* EXIT_KEY = "X";
 constexpr const char* SHORT_CONFIGURATION_KEY = "R";
 constexpr const char* KEEP_VALUE = "";
 
@@ -65,11 +64,11 @@ constexpr const char* NO_AVERAGING = "Cannot get averaging";
 /// Field selection for u, v, w, speed of sound, sonic temperature and the diagnostic word.
 constexpr const char* CUSTOM_FORMAT = "5ABEC\n";
 
-constexpr unsigned int PAGE_SECONDS = 1;
-constexpr unsigned int PAGE_MAX_CHARS = 1000;
 constexpr unsigned int BAUD_CHANGE_SECONDS = 2;
+constexpr unsigned int BAUD_CHANGE_MAX_CHARS = 1000;
 
 constexpr int SHORT_CONFIGURATION_ROUNDS = 13;
+constexpr unsigned int SHORT_CONFIGURATION_SECONDS = 1;
 constexpr unsigned int SHORT_CONFIGURATION_MAX_CHARS = 2000;
 constexpr const char* SHORT_CONFIGURATION_END = "COMMANDS (";
 constexpr const char* SHORT_CONFIGURATION_PAGING = "PRESS ANY KEY TO CONTINUE...";
@@ -78,19 +77,10 @@ void heading(bool verbose, const std::string& text) {
   if (verbose) std::cout << "## " << text << std::endl;
 }
 
-std::string receive_page(Serial& port, bool verbose) {
-  return young_interactive_rx(port, PAGE_SECONDS, PAGE_MAX_CHARS, verbose);
-}
-
-std::string press(Serial& port, const std::string& key, bool verbose) {
-  interactive_tx_ncr(port, key, verbose);
-  return receive_page(port, verbose);
-}
-
 /// Answers a prompt: the text and a carriage return.
 std::string answer(Serial& port, const std::string& text, bool verbose) {
   interactive_tx(port, text, verbose);
-  return receive_page(port, verbose);
+  return young_81000_receive_page(port, verbose);
 }
 
 /// The page below the set-up menu. Throws `complaint` when the page lacks `shown`.
@@ -122,7 +112,7 @@ std::string young_81000_get_info(Serial& port, bool verbose) {
     port.flush_input();
     interactive_tx_ncr(port, SHORT_CONFIGURATION_KEY, verbose);
     const std::string received =
-        interactive_rx(port, PAGE_SECONDS, SHORT_CONFIGURATION_MAX_CHARS, false);
+        interactive_rx(port, SHORT_CONFIGURATION_SECONDS, SHORT_CONFIGURATION_MAX_CHARS, false);
     const std::string text =
         young_81000_extractor(reinterpret_cast<const unsigned char*>(received.data()),
                               static_cast<unsigned int>(received.size()), verbose);
@@ -163,9 +153,9 @@ void young_81000_set_baud_rate(Serial& port, unsigned int rate, bool verbose) {
   const std::string page =
       enter_menu(port, BAUD_RATE_MENU, BAUD_RATE_SHOWN, NO_BAUD_RATE_MENU, verbose);
   if (page.find(BAUD_RATE_SHOWN + std::to_string(rate)) == std::string::npos) {
-    press(port, key, verbose);
-    interactive_tx_ncr(port, EXIT_KEY, verbose);
-    young_interactive_rx(port, BAUD_CHANGE_SECONDS, PAGE_MAX_CHARS, verbose);
+    young_81000_press(port, key, verbose);
+    interactive_tx_ncr(port, YOUNG_EXIT_KEY, verbose);
+    young_interactive_rx(port, BAUD_CHANGE_SECONDS, BAUD_CHANGE_MAX_CHARS, verbose);
     // From here on the instrument answers at the new rate.
     port.set_baud(rate);
     sleep(BAUD_CHANGE_SECONDS);
@@ -192,7 +182,7 @@ void young_81000_set_output_rate(Serial& port, unsigned int hz, bool verbose) {
     if (verbose) std::cout << "output rate already " << hz << std::endl;
   } else {
     if (verbose) std::cout << "mismatch => change" << std::endl;
-    page = press(port, key, verbose);
+    page = young_81000_press(port, key, verbose);
   }
   young_81000_goto_top_menu(port, page, verbose);
 }
@@ -225,8 +215,7 @@ std::string young_81000_get_output_format(Serial& port, bool verbose) {
   }
   const std::string custom = young_81000_output_format.at("custom");
   if (format == custom) {
-    page = press(port, custom, verbose);
-    format.clear();
+    page = young_81000_press(port, custom, verbose);
     first_submatch(regex("SERIAL OUTPUT FORMAT:\n ([^ ]+) "), page, format);
     if (verbose) std::cout << "CUSTOM: '" << format << "'" << std::endl;
     page = answer(port, KEEP_VALUE, verbose);
@@ -238,9 +227,9 @@ std::string young_81000_get_output_format(Serial& port, bool verbose) {
 void young_81000_set_output_format(Serial& port, bool verbose) {
   heading(verbose, "Get output format");  // the heading of reading it serves both
   enter_menu(port, OUTPUT_FORMAT_MENU, OUTPUT_FORMAT_SHOWN, NO_OUTPUT_FORMAT_MENU, verbose);
-  press(port, young_81000_output_format.at("custom"), verbose);
+  young_81000_press(port, young_81000_output_format.at("custom"), verbose);
   interactive_slow_write(port, CUSTOM_FORMAT);
-  const std::string page = receive_page(port, verbose);
+  const std::string page = young_81000_receive_page(port, verbose);
   young_81000_goto_top_menu(port, page, verbose);
 }
 
@@ -251,7 +240,7 @@ void young_81000_set_error_handling(Serial& port, std::string name, bool verbose
       enter_menu(port, ERROR_HANDLING_MENU, ERROR_HANDLING_SHOWN, NO_ERROR_HANDLING_MENU, verbose);
   std::string current;
   if (first_submatch(regex("ERROR HANDLING = ([0-9]+)"), page, current) && current != code) {
-    page = press(port, code, verbose);
+    page = young_81000_press(port, code, verbose);
   }
   young_81000_goto_top_menu(port, page, verbose);
 }

@@ -35,11 +35,12 @@ std::string young_81000_get_info(Serial& port, bool verbose);
 /// What follows "VERSION " in a short configuration, to its last line feed; "" without one.
 std::string young_81000_get_firmware_version(const std::string& info);
 
+/// Returns the instrument to its top menu also when the page does not show the rate, which throws.
 unsigned int young_81000_get_baud_rate(Serial& port, bool verbose);
 /// Changes the instrument's rate and the port's.
 void young_81000_set_baud_rate(Serial& port, unsigned int rate, bool verbose);
 
-/// In Hz. Without an answer the instrument stays in the sub-menu.
+/// In Hz.
 unsigned int young_81000_get_output_rate(Serial& port, bool verbose);
 void young_81000_set_output_rate(Serial& port, unsigned int hz, bool verbose);
 
@@ -47,8 +48,7 @@ void young_81000_set_output_rate(Serial& port, unsigned int hz, bool verbose);
 unsigned int young_81000_get_averaging(Serial& port, bool verbose);
 void young_81000_set_averaging(Serial& port, unsigned int n, bool verbose);
 
-/// The field string of the custom format; for another format its menu code. Without an answer the
-/// instrument stays in the sub-menu.
+/// The field string of the custom format; for another format its menu code.
 std::string young_81000_get_output_format(Serial& port, bool verbose);
 /// Always the custom layout that makes the instrument send the records this program parses.
 void young_81000_set_output_format(Serial& port, bool verbose);

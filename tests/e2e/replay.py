@@ -17,7 +17,7 @@ def replay(recording):
                              [a for topic in TOPICS for a in ("-t", topic)],
                              stdout=subprocess.PIPE)
     printed = subprocess.run([os.environ["REPLAY"], str(recording)], stdout=subprocess.PIPE).stdout
-    heard.terminate()
+    heard.kill()  # asked politely, it sometimes waits for itself for ever
     messages = heard.communicate()[0].splitlines()
     sections = [(str(path), path.read_bytes())
                 for path in sorted(Path(os.environ["DEVICE_HOME"]).glob("*.young.*"))]

@@ -1,0 +1,121 @@
+"""Writes the measured figures into the document: table.py RESULTS DOCUMENT COMPILER"""
+
+import datetime
+import json
+import os
+import platform
+import subprocess
+import sys
+from pathlib import Path
+
+BEGIN = "<!-- figures of script/bench -->"
+END = "<!-- end of figures -->"
+RATE = 32  # records a second of the fastest instrument
+KIB, MIB = 1 << 10, 1 << 20
+
+
+def us(seconds):
+    return f"{seconds * 1e6:.2f} µs"
+
+
+def percent(share):
+    return f"{share * 100:.3f} %"
+
+
+def machine():
+    lines = subprocess.run(["lscpu"], capture_output=True, text=True).stdout.splitlines()
+    facts = dict(line.strip().split(":", 1) for line in lines if ":" in line)
+    model = facts.get("Model name", "").strip() or platform.processor()
+    memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / (1 << 30)
+    load = os.getloadavg()[2]
+    return (f"{platform.machine()}, {model}, {os.cpu_count()} cores, {memory:.0f} GiB; "
+            f"Linux {platform.release()}; load over the last quarter of an hour {load:.1f}")
+
+
+def micro(results):
+    """Median processor seconds per record, by benchmark."""
+    runs = json.loads((results / "record.json").read_text())["benchmarks"]
+    return {r["run_name"]: r["cpu_time"] * 1e-9 for r in runs if r["aggregate_name"] == "median"}
+
+
+def rows(results):
+    cost = micro(results)
+    burst, paced, absent, live = (json.loads((results / f"{name}.json").read_text())
+                                  for name in ["burst", "paced", "absent", "live"])
+    both = paced["beside_floor"]
+    own = sum(both[k] for k in ["main", "client"])
+    floor = sum(both[k] for k in ["floor_main", "floor_client"])
+    calls = burst["system_calls"]
+    named = sorted(((n, name) for name, n in calls.items() if n > 0.005), reverse=True)
+    growth = paced["memory_late"] - paced["memory_early"]
+    absent_hour = absent["bytes_per_record"] * RATE * 3600
+    lost = 1_000_000 - min(burst["records"], paced["records"])
+    missing = max(1_000_000 - paced["fast_topic"], paced["seconds"] - paced["topic"])
+    share = live["share_main"] + live["share_client"]
+
+    yield "**One record, processor time**", "", "", None
+    yield "the matcher alone (`regexec`, 20 sub-matches)", us(cost["matcher"]), "", None
+    yield ("extraction (match, assemble, both checks)",
+           *ratio(cost["extraction"], cost["matcher"], 1.25, "the matcher"))
+    yield ("everything else of our own (cut, transform, check, line, split, JSON)",
+           *ratio(cost["all_but_extraction"], cost["matcher"], 0.5, "the matcher"))
+    yield "**The whole daemon, processor time per record**", "", "", None
+    yield "floor program", us(floor), "", None
+    yield "daemon, in turns with it", *ratio(own, floor, 1.2, "the floor", both["ratio"])
+    yield "of that: main thread / MQTT client's thread", f"{us(both['main'])} / {us(both['client'])}", "", None
+    yield ("the same while bursting", f"{us(burst['cpu_main'])} / {us(burst['cpu_client'])}", "", None)
+    yield "system calls per record", f"{sum(calls.values()):.1f}", "", None
+    yield "of that", ", ".join(f"{name} {n:.2f}" for n, name in named), "", None
+    yield "**A million records**", "", "", None
+    yield ("as fast as the port gives them",
+           f"{burst['rate']:,.0f} records/s", "≥ 3,200 records/s", burst["rate"] >= 3200)
+    yield ("sustained, to file and both topics, with a subscriber",
+           f"{paced['rate']:,.0f} records/s", "≥ 3,200 records/s", paced["rate"] >= 3200)
+    yield "records lost in the file, both runs", f"{lost}", "0", lost == 0
+    yield "messages lost on the topics, sustained", f"{missing}", "0", missing == 0
+    yield ("memory (RSS) grown from record 100,000 to 1,000,000, sustained",
+           f"{growth / KIB:.0f} KiB", "< 512 KiB", growth < 512 * KIB)
+    yield "highest memory, sustained", f"{paced['memory_peak'] / MIB:.1f} MiB", "", None
+    yield ("as fast as the port gives them: longest queue in the MQTT client",
+           f"{burst['longest_queue']:,} messages", "", None)
+    yield ("highest memory with that queue", f"{burst['memory_peak'] / MIB:.0f} MiB", "", None)
+    yield ("until the broker had the rest, after the last record",
+           f"{burst['caught_up_seconds']:.1f} s", "", None)
+    yield f"**{RATE} Hz in real time, over {live['seconds']:.0f} s**", "", "", None
+    yield "records", f"{live['records']:,}", "", None
+    yield ("share of one core: main thread / MQTT client's thread",
+           f"{percent(live['share_main'])} / {percent(live['share_client'])}", "", None)
+    yield "share of one core, together", percent(share), "", None
+    yield "the broker's share, for comparison", percent(live["share_broker"]), "", None
+    yield "highest memory", f"{live['memory_peak'] / MIB:.1f} MiB", "", None
+    yield "**Without a broker**", "", "", None
+    yield ("memory per record", f"{absent['bytes_per_record']:.0f} bytes", "", None)
+    yield f"memory per hour at {RATE} Hz", f"{absent_hour / MIB:.0f} MiB", "", None
+    yield (f"share of one core for looking for the broker, after an hour at {RATE} Hz",
+           percent(absent["client_share"] * RATE * 3600 / absent["records"]), "", None)
+    yield ("memory with the queue full / after the broker had all",
+           f"{absent['memory_full'] / MIB:.0f} / {absent['memory_after'] / MIB:.0f} MiB", "", None)
+
+
+def ratio(cost, reference, target, name, value=None):
+    value = cost / reference if value is None else value
+    return f"{us(cost)}, {value:.2f} times {name}", f"≤ {target} times", value <= target
+
+
+def table(results, compiler):
+    lines = [f"Machine: {machine()}.  ", f"Compiler: {compiler}.  ",
+             f"Date: {datetime.date.today()}.", "",
+             "| what | measured | target | |", "|---|---|---|---|"]
+    for what, measured, target, met in rows(results):
+        verdict = {None: "", True: "met", False: "**missed**"}[met]
+        lines.append(f"| {what} | {measured} | {target} | {verdict} |")
+    return "\n".join(lines)
+
+
+if __name__ == "__main__":
+    document = Path(sys.argv[2])
+    head, _, rest = document.read_text().partition(BEGIN)
+    _, _, tail = rest.partition(END)
+    text = table(Path(sys.argv[1]), sys.argv[3])
+    document.write_text(f"{head}{BEGIN}\n{text}\n{END}{tail}")
+    print(text)

@@ -1,0 +1,5 @@
+set(triplet aarch64-linux-gnu)
+set(debian_architecture arm64)
+set(qemu qemu-aarch64-static)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)

@@ -1,0 +1,5 @@
+set(triplet arm-linux-gnueabihf)
+set(debian_architecture armhf)
+set(qemu qemu-arm-static)
+set(CMAKE_SYSTEM_PROCESSOR arm)
+include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)
