@@ -37,6 +37,8 @@ endforeach()
 install_gzipped(${deploy}/debian/changelog ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${deploy}/debian/copyright doc/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES doc/data-format.md doc/scale-out.md doc/reliability.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+file(GLOB broker_examples CONFIGURE_DEPENDS ${deploy}/mosquitto/*.example)
+install(FILES ${broker_examples} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT ${SONIC_MAINTAINER})
