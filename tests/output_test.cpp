@@ -51,9 +51,6 @@ TEST_F(OutputTest, LogOnlyAppends) {
 TEST_F(OutputTest, HeadersNameTheColumns) {
   EXPECT_EQ("DATA_SONICH\tSECONDS\tNANOSECONDS\tu\tv\tw\tts\tdiag\tchk",
             data_header_t().header("x"));
-  Printed printed;
-  EXPECT_EQ(3U, data_header_t::count_commas("a,b,,c"));
-  EXPECT_EQ("count_commas: 'a,b,,c'\ncount_commas: n_commas=3\n", printed.text());
 }
 
 TEST_F(OutputTest, JsonLeavesOutTagAndCheckAndQuotesStatusWords) {

@@ -1,6 +1,7 @@
 """Runs without faults, end to end: run.py DaemonTest.test_NAME, each in a private device."""
 
 import json
+import shlex
 import signal
 
 from harness import *
@@ -16,16 +17,10 @@ HELP = (HERE / "help.expected").read_text().replace("PROGRAM", os.environ["SONIC
 class DaemonTest(unittest.TestCase):
 
     def test_full_run(self):
-        # What the sampling loop makes of the recording, by another name of the instrument.
-        text = (HERE.parent / "replay/half_hours.expected").read_text().replace(
-            "Model\tRM Young\nSN\t01234\nVersion\t1.2\n3.4\nRate\t32\n", TOP_LINES)
-        expected = dict(re.findall("^== (.*)\n((?:(?!==).*\n)*)", text, re.M))
-        files = {Path(name.replace(".young", ".young_81000_v")).name: content.encode()
-                 for name, content in expected.items() if name.startswith("/")}
         port = Port()
         instrument = port.simulator(
             "--baud", "19200", "--rate", "20", "--averaging", "2", "--error-handling", "omit",
-            "--format", "nmea", "--trace", "--replay", HERE.parent / "replay/half_hours.port")
+            "--format", "nmea", "--trace", "--records", "40")
         subscriber = Subscriber()
         run = port.sonicd()
 
@@ -42,8 +37,7 @@ class DaemonTest(unittest.TestCase):
         for text in ("BAUD = 38400\n", "OUTPUT RATE = 32 Hz\n", "VERSION 4.10\n"):
             self.assertIn(text, info["config"])
         self.assertNotRegex(info["config"], "\r|PRESS ANY KEY|COMMANDS")
-        self.assertEqual(files, port.data_files())
-        for name in files:
+        for name in port.data_files():
             status = (HOME / name).stat()
             self.assertEqual((USER, 0o100755), (status.st_uid, status.st_mode))
         process = Path(f"/proc/{run.popen.pid}")
@@ -54,8 +48,6 @@ class DaemonTest(unittest.TestCase):
             ["Connecting (no data)", "Info trying 38400"] + 5 * ["Connecting (got data)"] +
             ["Info trying 19200", "Connecting (got data)", "Info connected at 19200 baud",
              "Configuring", "Connected", "Disconnected"], subscriber.texts(port.topic + "/status"))
-        self.assertEqual(expected["fast"].splitlines(), subscriber.texts(port.topic + "/fast"))
-        self.assertEqual(expected["record"].splitlines(), subscriber.texts(port.topic))
 
         self.assertEqual(255, run.end(signal.SIGINT))
         printed = re.sub(r"this=0x[0-9a-f]+", "this=ADDRESS",
@@ -64,11 +56,34 @@ class DaemonTest(unittest.TestCase):
         self.assertTrue(printed.endswith(RAISED + RAISED + "EXCEPTION: sampling\n"), printed)
         self.assertEqual((False, "0\n", "UNDEFINEDYOUNG_81000UNDEFINED"), port.left())
 
+    def test_recordings(self):
+        """Port input through the sampling loop. A new x.port gets its x.expected, to be looked at."""
+        heard = Subscriber()
+        for recording in sorted((HERE.parent / "replay").glob("*.port")):
+            before = len(heard.output)
+            run = Process(os.environ["REPLAY"], recording)
+            run.end()
+            heard.wait_for("status|Connected", heard.output[:before].count("status|Connected") + 1)
+            sections = [(path, path.read_bytes().decode("latin-1"))
+                        for path in sorted(HOME.glob("*.young.*"))]
+            for topic in "status", "record", "fast":
+                texts = re.findall(f"^q1 r1 {topic}\\|(.*\n)", heard.output[before:], re.M)
+                sections.append((topic, "".join(t for t in texts if t != "gone\n")))
+            sections.append(("printed", re.sub("MQTTPublisher: this=.*\n", "", run.output)))
+            actual = "".join(f"== {name}\n{text}" for name, text in sections).encode("latin-1")
+            expected = recording.with_suffix(".expected")
+            if not expected.exists():
+                expected.write_bytes(actual)
+            with self.subTest(recording.name):
+                self.assertEqual(expected.read_bytes(), actual)
+            for path in HOME.glob("*.young.*"):
+                path.unlink()
+
     def test_starts_that_end_at_once(self):
         def check(*cases):
             for arguments, status, output in cases:
                 with self.subTest(arguments):
-                    run = Process(os.environ["SONICD"], *arguments.split())
+                    run = Process(os.environ["SONICD"], *shlex.split(arguments))
                     self.assertEqual((status, output), (run.end(), run.output))
 
         check(("", 0, HELP),
@@ -77,6 +92,10 @@ class DaemonTest(unittest.TestCase):
               ("-v -p", 255, "argc=3\ni=1, -v\nid='verbose', arg=0\nid 'verbose' -> '1'\n"
                              "i=2, -p\nid='port', arg=1\n"
                              "EXCEPTION: Missing argument for '-p'\n"),
+              ("'' 7 --port -v --output-rate x", 255,
+               "argc=7\ni=1, \nid='iterations', arg=1\nid 'iterations' -> '7'\n"  # -n: no long form
+               "i=3, --port\nid='port', arg=1\nid 'port' -> '-v'\ni=5, --output-rate\n"
+               "id='output_rate', arg=1\nid 'output_rate' -> 'x'\nEXCEPTION: map::at\n"),
               ("-c", 255, "argc=2\ni=1, -c\nid='console_only', arg=0\nid 'console_only' -> '1'\n"
                           "EXCEPTION: Port not specified\n"),
               ("-p ttyS3", 255, "argc=3\ni=1, -p\nid='port', arg=1\nid 'port' -> 'ttyS3'\n"
