@@ -36,7 +36,9 @@ foreach(page IN LISTS man_pages)
 endforeach()
 install_gzipped(${deploy}/debian/changelog ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${deploy}/debian/copyright doc/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES doc/data-format.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+install(FILES doc/data-format.md doc/scale-out.md doc/reliability.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+file(GLOB broker_examples CONFIGURE_DEPENDS ${deploy}/mosquitto/*.example)
+install(FILES ${broker_examples} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT ${SONIC_MAINTAINER})
@@ -50,7 +52,8 @@ device.
 .
 The package brings a unit for each port, the broker's configuration and
 sonic-simulator, which plays the instrument on a pseudo-terminal.")
-# Libraries are found by dpkg-shlibdeps. Without the broker the program still writes its files.
+# Libraries are found by dpkg-shlibdeps. Without the broker the program still writes its files;
+# Python is for sonic-plot.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "mosquitto, python3")

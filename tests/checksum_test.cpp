@@ -5,31 +5,18 @@
 namespace sonic {
 
 TEST(ChecksumTest, XorCoversEveryByteAsUnsigned) {
-  const struct {
-    std::string text;
-    unsigned int check;
-  } cases[] = {{"12.34,", 0x06}, {"", 0}, {"\xff", 0xff}, {std::string("\x80\0\x7f", 3), 0xff}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.check, xor_checksum(c.text.data(), static_cast<unsigned int>(c.text.size())))
-        << ::testing::PrintToString(c.text);
+  const std::pair<std::string, unsigned int> cases[] = {
+      {"12.34,", 0x06}, {"", 0}, {"\xff", 0xff}, {std::string("\x80\0\x7f", 3), 0xff}};
+  for (const auto& [text, check] : cases) {
+    EXPECT_EQ(check, xor_checksum(text.data(), static_cast<unsigned int>(text.size()))) << text;
   }
   EXPECT_EQ(0U, xor_checksum(nullptr, 0));
 }
 
 TEST(ChecksumTest, QeltaCheckIsThreeCharactersWide) {
-  const struct {
-    std::string text;
-    std::string check;
-  } cases[] = {
-      {"", "  0"},
-      {"\x07", "  7"},
-      {"*", " 42"},
-      {"\x80\x80", "  0"},  // sum 256 wraps
-      {"\xff\xff\x01", "255"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.check, qelta_checksum(c.text)) << ::testing::PrintToString(c.text);
-  }
+  const std::pair<std::string, std::string> cases[] = {
+      {"", "  0"}, {"\x07", "  7"}, {"*", " 42"}, {"\x80\x80", "  0"}, {"\xff\xff\x01", "255"}};
+  for (const auto& [text, check] : cases) EXPECT_EQ(check, qelta_checksum(text)) << text;
 }
 
 TEST(ChecksumTest, Csat3bSignature) {

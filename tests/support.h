@@ -38,12 +38,6 @@ std::string thrown_by(Action action) {
   return "nothing thrown";
 }
 
-/// Sets the interruption flag for as long as it lives.
-struct Interrupted {
-  Interrupted() { terminator = 1; }
-  ~Interrupted() { terminator = 0; }
-};
-
 /// A pseudo-terminal: the program under test opens `path`, the test plays the instrument.
 class Pty {
  public:
@@ -59,7 +53,6 @@ class Pty {
   ~Pty() { hang_up(); }
 
   std::string path() const { return ptsname(_master); }
-  int master() const { return _master; }
   void hang_up() {
     if (_master != -1) close(_master);
     _master = -1;

@@ -14,5 +14,5 @@ while read -r line && [[ $line != next\ switch* ]]; do echo "$line"; done <&"${C
 [[ $(ps -o ni=,user= -p "$daemon" | xargs) == "-20 qelta" ]]
 [[ $(</sys/class/gpio/gpio13/value)$(</sys/class/tty/ttyS1/sonic_type) == 1*YOUNG_81000 ]]
 wait "$daemon"
-[[ $(</sys/class/gpio/gpio13/value) == 0 && $(grep -hc '^DATA_SONIC.[0-9]' "$DEVICE_HOME"/17*) == 100 &&
-  $(stat -c %U:%G "$DEVICE_HOME"/17*) == qelta:qelta ]]
+[[ $(</sys/class/gpio/gpio13/value) == 0 && $(grep -hc '^DATA_SONIC.[0-9]' "$DEVICE_HOME"/*.young*) == 100 &&
+  $(stat -c %U:%G "$DEVICE_HOME"/*.young*) == qelta:qelta ]]

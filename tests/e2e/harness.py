@@ -1,8 +1,8 @@
-"""The daemon with its instrument, broker and subscriber, inside a private device (script/device)."""
+"""The daemon, its instrument, broker and subscriber inside a private device (script/device)."""
 
 import os
+import pwd
 import re
-import signal
 import subprocess
 import threading
 import time
@@ -11,13 +11,11 @@ from pathlib import Path
 
 HOME = Path(os.environ["DEVICE_HOME"])
 RUN = Path(os.environ["DEVICE_RUN"])
-PORT = Path("/dev/ttyS1")
-TYPE_ATTRIBUTE = Path("/sys/class/tty/ttyS1/sonic_type")
-POWER_LINE = Path("/sys/class/gpio/gpio13/value")
-INFO_FILE = HOME / "ttyS1.json"
-TOPIC = "/home/qelta/device/port/1"
+USER = pwd.getpwnam("qelta").pw_uid
+GPIO = {1: 13, 2: 66, 4: 9}
 HEADER = "DATA_SONICH\tSECONDS\tNANOSECONDS\tu\tv\tw\tsos\tts\tdiag\tchk"
 COLUMNS = HEADER.split("\t")
+unittest.TestCase.maxDiff = None
 
 
 class Process:
@@ -28,7 +26,6 @@ class Process:
     def __init__(self, *command):
         self.command = [str(c) for c in command]
         self.pieces = []
-        self.changed = threading.Condition()
         self.popen = subprocess.Popen(self.command, stdin=subprocess.DEVNULL,
                                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.reader = threading.Thread(target=self._collect, daemon=True)
@@ -37,20 +34,20 @@ class Process:
 
     def _collect(self):
         while piece := os.read(self.popen.stdout.fileno(), 65536):
-            with self.changed:
-                self.pieces.append((time.time(), piece.decode("latin-1")))
-                self.changed.notify_all()
+            self.pieces.append((time.time(), piece.decode("latin-1")))
 
     @property
     def output(self):
         return "".join(text for _, text in list(self.pieces))
 
-    def wait_for(self, text, count=1, seconds=90):
-        with self.changed:
-            if not self.changed.wait_for(lambda: self.output.count(text) >= count, seconds):
-                raise AssertionError(f"{self.command[0]}: no {text!r} x {count} in {seconds} s")
+    def wait_for(self, text, count=1, seconds=120):
+        end = time.time() + seconds
+        while self.reader.is_alive() and time.time() < end and self.output.count(text) < count:
+            time.sleep(0.05)
+        if self.output.count(text) < count:
+            raise AssertionError(f"{self.command}: no {text!r} x {count}")
 
-    def end(self, sig=None, seconds=30):
+    def end(self, sig=None, seconds=60):
         """Sends the signal, if any, and returns the exit status when all output has been read."""
         if sig:
             self.popen.send_signal(sig)
@@ -65,64 +62,60 @@ class Process:
                 print(f"{when % 1000:7.2f} {line!r}"[:300])
 
 
+class Broker(Process):
+    def __init__(self):
+        super().__init__("mosquitto", "-c", Path(__file__).with_name("broker.conf"))
+        while subprocess.run(["mosquitto_pub", "-h", "::1", "-t", "probe", "-m", ""],
+                             stderr=subprocess.DEVNULL).returncode:
+            time.sleep(0.05)
+
+
 class Subscriber(Process):
     """Hears everything that the broker sends, each message as (topic, text)."""
 
     def __init__(self):
-        # Version 5 lets a subscriber see the retain flag that the publisher set.
-        super().__init__("mosquitto_sub", "-h", "::1", "-V", "5", "--retain-as-published", "-q", "1",
-                         "-t", "#", "-F", "q%q r%r %t|%p")
+        # Version 5 lets a subscriber see the retain flag that the publisher set. What it misses
+        # while the broker is away, the broker keeps.
+        super().__init__("mosquitto_sub", "-h", "::1", "-V", "5", "--retain-as-published",
+                         "-q", "1", "-t", "#", "-F", "q%q r%r %t|%p", "-i", "test", "-c", "-x", "3600")
         probe = str(time.time())
         while probe not in self.output:
             subprocess.run(["mosquitto_pub", "-h", "::1", "-t", "probe", "-m", probe], check=True)
             time.sleep(0.05)
 
-    def texts(self, subtopic=""):
-        start = f"q1 r1 {TOPIC}{subtopic}|"
+    def texts(self, topic):
+        start = f"q1 r1 {topic}|"
         return [line[len(start):] for line in self.output.splitlines() if line.startswith(start)]
 
 
-class DeviceTest(unittest.TestCase):
-    maxDiff = None
+class Port:
+    """A serial port and what belongs to it. `home` is the folder that its daemon finds at HOME."""
+
+    def __init__(self, number=1, home=HOME):
+        self.name = f"ttyS{number}"
+        self.home = home
+        self.device = Path("/dev", self.name)
+        self.attribute = Path(f"/sys/class/tty/{self.name}/sonic_type")
+        self.power = Path(f"/sys/class/gpio/gpio{GPIO[number]}/value")
+        self.info = home / f"{self.name}.json"
+        self.topic = f"/home/qelta/device/port/{number}"
 
     def simulator(self, *options):
-        process = Process(os.environ["SIMULATOR"], "--link", PORT, *options)
-        for _ in range(100):
-            if PORT.exists():
-                return process
-            time.sleep(0.05)
-        raise AssertionError("the simulated instrument did not link its port")
-
-    def sonicd(self, *options):
-        return Process(os.environ["SONICD"], *options)
-
-    def broker(self):
-        process = Process("mosquitto", "-c", os.environ["DEVICE_BROKER_CONF"])
-        while subprocess.run(["mosquitto_pub", "-h", "::1", "-t", "probe", "-m", ""],
-                             stderr=subprocess.DEVNULL).returncode:
-            time.sleep(0.05)
+        process = Process(os.environ["SIMULATOR"], "--link", self.device, *options)
+        process.wait_for("linked as")
         return process
 
+    def sonicd(self, *options):
+        return Process("unshare", "--mount", "sh", "-c",
+                       f'mount --bind {self.home} {HOME} && exec "$0" "$@"', os.environ["SONICD"],
+                       "-p", self.name, *options)
+
     def data_files(self):
-        return {p.name: p.read_bytes() for p in HOME.glob("*.young_81000_v.*")}
+        return {p.name: p.read_bytes() for p in sorted(self.home.glob("*.young_81000_v.*"))}
 
-    def assert_released(self, attribute):
-        """What the program leaves when it ends. A plain file collects all that the attribute was."""
-        self.assertFalse(INFO_FILE.exists())
-        self.assertEqual(("0\n", attribute), (POWER_LINE.read_text(), TYPE_ATTRIBUTE.read_text()))
-
-
-def xor(data):
-    check = 0
-    for byte in data:
-        check ^= byte
-    return check
-
-
-def framed(sec, nsec, data):
-    """One record as the port delivers it, without its end."""
-    stamp = b"%d.%09d," % (sec, nsec)
-    return b"%s%02x,%s %02x" % (stamp, xor(stamp), data, xor(data))
+    def left(self):
+        """What the daemon leaves when it ends. A plain file collects all that the attribute was."""
+        return self.info.exists(), self.power.read_text(), self.attribute.read_text()
 
 
 def data_line(sec, nsec, values):
@@ -138,27 +131,6 @@ def payload(line):
 
 def first_of_each_second(lines):
     return [b for a, b in zip([""] + lines, lines) if a.split("\t")[1:2] != b.split("\t")[1:2]]
-
-
-RECORD = re.compile(rb"((\d+)\.(\d+),)([0-9a-fA-F]{2}),((?: *-?\d+\.\d+){5} +\d+)  *([0-9a-fA-F]{2})")
-
-
-def data_files_for(port_input, top):
-    """What the daemon makes of port input: its data files, and the data lines in their order."""
-    files, lines, switch, name = {}, [], 0, None
-    for raw in port_input.split(b"\r")[:-1]:
-        match = RECORD.fullmatch(raw)
-        good = match and xor(match[1]) == int(match[4], 16) and xor(match[5]) == int(match[6], 16)
-        if good and int(match[2]) >= switch:
-            start = int(match[2]) // 1800 * 1800
-            switch, name = start + 1800, f"{start}.young_81000_v.01234"
-            files[name] = (top + HEADER + "\n").encode()
-        if good:
-            lines.append(data_line(int(match[2]), int(match[3]), match[5].decode().split()))
-            files[name] += lines[-1].encode() + b"\n"
-        elif name:
-            files[name] += b"DATAERRORH\ttext\nDATAERROR\t" + raw + b"\n"
-    return files, lines
 
 
 def main():
