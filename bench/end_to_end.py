@@ -1,4 +1,5 @@
-"""Measures the daemon in a private device: end_to_end.py {burst|paced|absent|live} RESULT.json"""
+"""Measures the daemon in a private device: end_to_end.py MEASURE RESULT.json, where MEASURE is
+floor, burst, paced, absent or live."""
 
 import json
 import statistics
@@ -8,9 +9,9 @@ from logger import *
 
 MILLION = 1_000_000
 EARLY = 100_000       # records after which memory must not grow any more
-PACE = 320            # times as fast as the instrument: 10,240 records a second
-ROUNDS = 9            # of daemon and floor
-ROUND_SECONDS = 1.5
+PACE = 400            # times as fast as the instrument: 12,800 records a second
+ROUNDS = 15           # of daemon and floor
+ROUND_SECONDS = 1
 TRACE_SECONDS = 4
 LIVE_SECONDS = 120
 ABSENT_RECORDS = 500_000
@@ -93,31 +94,6 @@ def one_round(program, simulator):
     return [(after - before) / count for before, after in zip(cpu, program.cpu())]
 
 
-def beside_floor(daemon, simulator):
-    """In turns, and at one pace, so that both find the same queues and wake up as often."""
-    floor_port = "/dev/floor"
-    floor_simulator = Simulator(floor_port, *INSTRUMENT, "--speed", PACE, "--no-setup")
-    floor = Floor(floor_port)
-    while not floor.files.records():
-        floor.check()
-        time.sleep(0.02)
-    floor_simulator.signal(signal.SIGSTOP)
-    floor.wait_until_quiet()
-    rounds = []
-    for _ in range(ROUNDS):
-        rounds.append(one_round(daemon, simulator) + one_round(floor, floor_simulator))
-    floor.popen.kill()
-    floor_simulator.end()
-    main, client, floor_main, floor_client = (statistics.median(c) for c in zip(*rounds))
-    return {
-        "main": main,
-        "client": client,
-        "floor_main": floor_main,
-        "floor_client": floor_client,
-        "ratio": statistics.median((r[0] + r[1]) / (r[2] + r[3]) for r in rounds),
-    }
-
-
 def system_calls(daemon, simulator):
     """Calls per record, by name."""
     summary = RUN / "strace"
@@ -138,6 +114,17 @@ def system_calls(daemon, simulator):
     return calls
 
 
+def before_others():
+    """What is started from here on does not wait for the machine's other users, if that is allowed.
+
+    A broker that has to wait lets the client's queue grow, and memory with it.
+    """
+    try:
+        os.sched_setscheduler(0, os.SCHED_RR, os.sched_param(1))
+    except OSError:
+        pass
+
+
 def until_the_pause(speed):
     """An instrument that can be stopped when exactly a million records have come."""
     return Simulator("/dev/ttyS1", *INSTRUMENT, "--speed", speed, "--pause", f"{MILLION}:{PAUSE}")
@@ -153,15 +140,36 @@ def burst():
 
 
 def paced():
+    before_others()
     broker = Broker()
     subscriber = Subscriber()
     simulator = until_the_pause(PACE)
-    daemon = Daemon()
-    result = million(Watch(daemon, broker), simulator)
-    time.sleep(PAUSE)
+    result = million(Watch(Daemon(), broker), simulator)
     subscriber.end()
-    return {**result, "topic": subscriber.normal, "fast_topic": subscriber.fast,
-            "beside_floor": beside_floor(daemon, simulator)}
+    return {**result, "topic": subscriber.normal, "fast_topic": subscriber.fast}
+
+
+def floor():
+    """In turns, and at one pace, so that both find the same queues and wake up as often."""
+    Broker()
+    simulators = [Simulator("/dev/ttyS1", *INSTRUMENT, "--speed", PACE),
+                  Simulator("/dev/floor", *INSTRUMENT, "--speed", PACE, "--no-setup")]
+    programs = [Daemon(), Floor("/dev/floor")]
+    time.sleep(1)
+    for simulator in simulators:
+        simulator.signal(signal.SIGSTOP)
+    rounds = []
+    for _ in range(ROUNDS):
+        pair = [one_round(*p) for p in zip(programs, simulators)]
+        rounds.append(pair[0] + pair[1])
+    main, client, floor_main, floor_client = (statistics.median(c) for c in zip(*rounds))
+    return {
+        "main": main,
+        "client": client,
+        "floor_main": floor_main,
+        "floor_client": floor_client,
+        "ratio": statistics.median((r[0] + r[1]) / (r[2] + r[3]) for r in rounds),
+    }
 
 
 def absent():
@@ -213,5 +221,5 @@ def live():
 
 
 if __name__ == "__main__":
-    measure = {"burst": burst, "paced": paced, "absent": absent, "live": live}[sys.argv[1]]
-    Path(sys.argv[2]).write_text(json.dumps(measure(), indent=2) + "\n")
+    measures = {f.__name__: f for f in (floor, burst, paced, absent, live)}
+    Path(sys.argv[2]).write_text(json.dumps(measures[sys.argv[1]](), indent=2) + "\n")

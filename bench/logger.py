@@ -30,7 +30,9 @@ class Program:
 
     def check(self):
         if self.popen.poll() is not None:
-            raise RuntimeError(f"{self.popen.args} ended with status {self.popen.returncode}")
+            log = RUN / "sonicd.log"
+            raise RuntimeError(f"{self.popen.args} ended with status {self.popen.returncode}\n" +
+                               (log.read_text()[-2000:] if log.exists() else ""))
 
     def cpu(self):
         """Seconds by thread: those of the main one, then those of all others."""

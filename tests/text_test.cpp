@@ -42,7 +42,6 @@ TEST(RegexTest, ReportsPositionsUpToTheFirstGroupWithoutPart) {
   EXPECT_TRUE(pattern.is_match("xabc", m));
   EXPECT_EQ((regex::submatches{{1, 4}, {2, 3}, {3, 4}}), m);
   EXPECT_FALSE(pattern.is_match("ABC", m));
-  EXPECT_EQ(3U, m.size());
   EXPECT_TRUE(pattern.is_match("ac", m));  // appended
   EXPECT_EQ((regex::submatches{{1, 4}, {2, 3}, {3, 4}, {0, 2}}), m);
 }
@@ -53,7 +52,6 @@ TEST(RegexTest, LineFeedIsAnOrdinaryCharacterAndZeroEndsTheText) {
   EXPECT_EQ("1\n2", submatch_text("V 1\n2\nrest", m[1]));
   EXPECT_FALSE(regex("^b").is_match("a\nb"));
   EXPECT_FALSE(regex("b").is_match(std::string("a\0b", 3)));
-  EXPECT_FALSE(regex().is_match("a"));
   EXPECT_FALSE(re({}).is_match("a"));
   EXPECT_TRUE(re({"x", "a"}).is_match("a"));
 }
