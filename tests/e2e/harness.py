@@ -77,7 +77,8 @@ class Subscriber(Process):
         # Version 5 lets a subscriber see the retain flag that the publisher set. What it misses
         # while the broker is away, the broker keeps.
         super().__init__("mosquitto_sub", "-h", "::1", "-V", "5", "--retain-as-published",
-                         "-q", "1", "-t", "#", "-F", "q%q r%r %t|%p", "-i", "test", "-c", "-x", "3600")
+                         "-q", "1", "-t", "#", "-F", "q%q r%r %t|%p",
+                         "-i", "me", "-c", "-x", "3600")
         probe = str(time.time())
         while probe not in self.output:
             subprocess.run(["mosquitto_pub", "-h", "::1", "-t", "probe", "-m", probe], check=True)

@@ -57,7 +57,7 @@ class DaemonTest(unittest.TestCase):
         self.assertEqual((False, "0\n", "UNDEFINEDYOUNG_81000UNDEFINED"), port.left())
 
     def test_recordings(self):
-        """Port input through the sampling loop. A new x.port gets its x.expected, to be looked at."""
+        """Port input through the sampling loop. A new x.port gets an x.expected to be looked at."""
         heard = Subscriber()
         for recording in sorted((HERE.parent / "replay").glob("*.port")):
             before = len(heard.output)
