@@ -1,6 +1,7 @@
 // The device's configuration file.
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include "output/sonic_info.h"
 #include "properties.h"

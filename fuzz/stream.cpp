@@ -3,6 +3,7 @@
 // stream.
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <random>
 
