@@ -8,17 +8,13 @@
 #include <cerrno>
 #include <cstring>
 #include <iostream>
-#include <map>
 #include <stdexcept>
+
+#include "serial/speeds.h"
 
 namespace sonic {
 
 namespace {
-
-const std::map<unsigned int, speed_t> speeds = {
-    {2400, B2400},   {4800, B4800},   {9600, B9600},     {19200, B19200},
-    {38400, B38400}, {57600, B57600}, {115200, B115200}, {230400, B230400},
-};
 
 /// Bit number of a modem line.
 constexpr int RTS_SHIFT = 2;
@@ -29,14 +25,19 @@ bool is_harmless_failure() { return errno == EAGAIN || errno == EINTR; }
 
 }  // namespace
 
-Serial::Serial(const std::string& port, int baud, bool open_now) : _port(port), _baud(baud) {
+Serial::Serial(const std::string& port, int baud) : _port(port), _baud(baud) {}
+
+// The object is complete before it opens, so that a failure runs the destructor, which closes what
+// `open` left open.
+Serial::Serial(const std::string& port, int baud, bool open_now) : Serial(port, baud) {
   if (open_now) open();
 }
 
 Serial::~Serial() { close(); }
 
-std::string Serial::error(const std::string& what) const {
-  return _port + " " + what + ": " + strerror(errno);
+std::string Serial::error(const char* what) const {
+  const int error = errno;  // first: making a text may change it
+  return _port + " " + what + ": " + strerror(error);
 }
 
 void Serial::open() {
@@ -91,14 +92,14 @@ void Serial::set_baud(unsigned int baud) {
   termios line{};
   if (tcgetattr(_fd, &line) == -1) throw std::runtime_error(error("error getting line attributes"));
   std::cout << "baud=" << baud << std::endl;
-  const auto speed = speeds.find(baud);
-  if (speed == speeds.end()) {
+  const auto speed = speed_code(baud);
+  if (!speed) {
     throw std::runtime_error(_port + " error: invalid baud rate: " + std::to_string(baud));
   }
-  if (cfsetispeed(&line, speed->second) == -1) {
+  if (cfsetispeed(&line, *speed) == -1) {
     throw std::runtime_error(error("error setting input baud rate"));
   }
-  if (cfsetospeed(&line, speed->second) == -1) {
+  if (cfsetospeed(&line, *speed) == -1) {
     throw std::runtime_error(error("error setting output baud rate"));
   }
   if (tcsetattr(_fd, TCSANOW, &line) == -1) {

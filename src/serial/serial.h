@@ -8,7 +8,8 @@ namespace sonic {
 /// framing, no waiting. Errors are std::runtime_error whose text begins with the port's path.
 class Serial {
  public:
-  /// Opens at once if `open_now`; otherwise `open` does, at `baud`.
+  /// Opens at once if `open_now`, and leaves nothing open when that throws; otherwise `open` does,
+  /// at `baud`.
   Serial(const std::string& port, int baud, bool open_now);
   virtual ~Serial();
   Serial(const Serial&) = delete;
@@ -21,7 +22,7 @@ class Serial {
   void close();
 
   /// One system call each. Returns the bytes transferred, which may be fewer than asked, and 0 when
-  /// nothing was there or a signal interrupted the call.
+  /// nothing was there or a signal interrupted the call. A line that was hung up also reads as 0.
   int read(void* buf, unsigned int len);
   int write(const void* buf, unsigned int len);
 
@@ -42,7 +43,8 @@ class Serial {
   int fd() const { return _fd; }
 
  private:
-  std::string error(const std::string& what) const;
+  Serial(const std::string& port, int baud);
+  std::string error(const char* what) const;
 
   std::string _port;
   int _fd = -1;
