@@ -19,7 +19,8 @@ void sig_int_handler(int /*signal*/) { terminator = 1; }
 
 void install_sigint_handler() {
   if (signal(SIGINT, sig_int_handler) == SIG_ERR) {
-    throw std::runtime_error("Error " + std::to_string(errno) + " install 'SIGINT' handler");
+    const int error = errno;
+    throw std::runtime_error("Error " + std::to_string(error) + " install 'SIGINT' handler");
   }
 }
 

@@ -25,7 +25,7 @@ constexpr bool FORCE = true;
 
 constexpr char COLUMN_SEPARATOR = '\t';
 
-/// Text of an error code; empty for one that the program does not know.
+/// Text of an error code; empty for one that has none here.
 std::string error_text(int code) {
   switch (code) {
     case MOSQ_ERR_NOMEM:
@@ -38,8 +38,10 @@ std::string error_text(int code) {
       return "not connected";
     case MOSQ_ERR_PAYLOAD_SIZE:
       return "payloadlen too large";
-    case MOSQ_ERR_ERRNO:
-      return strerror(errno);
+    case MOSQ_ERR_ERRNO: {
+      const char* text = strerror(errno);
+      return text == nullptr ? "" : text;
+    }
     default:
       return "";
   }
@@ -75,8 +77,9 @@ MQTTPublisher::~MQTTPublisher() { _destroy(); }
 void MQTTPublisher::_init_mosquitto(const std::string& will) {
   _client = mosquitto_new(_client_id.c_str(), CLEAN_SESSION, this);
   if (_client == nullptr) {
+    const int error = errno;
     throw std::runtime_error(std::string("_init_mosquitto: 'mosquitto_new' fail; ") +
-                             strerror(errno));
+                             strerror(error));
   }
   int code = mosquitto_will_set(_client, _topic_status.c_str(), static_cast<int>(will.size()),
                                 will.data(), QOS, RETAIN);
@@ -129,7 +132,10 @@ int MQTTPublisher::_publish(const std::string& topic, const std::string& payload
   const int code = mosquitto_publish(_client, nullptr, topic.c_str(),
                                      static_cast<int>(payload.size()), payload.data(), QOS, RETAIN);
   if (code == MOSQ_ERR_SUCCESS) return 0;
-  std::cout << _mosquitto_error("_publish", "mosquitto_publish" + topic, code) << std::endl;
+  const int error = errno;
+  const std::string call = "mosquitto_publish" + topic;
+  errno = error;  // the code may be about it, and making a text may have changed it
+  std::cout << _mosquitto_error("_publish", call, code) << std::endl;
   return -1;
 }
 

@@ -60,10 +60,11 @@ int interactive_wait_for_input(Serial& port, unsigned int seconds) {
   timeval timeout{};
   timeout.tv_sec = static_cast<time_t>(seconds);
   const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
+  const int error = errno;
   if (ready > 0) return fd;
   if (ready == 0) return 0;
-  if (errno == EINTR) return -1;
-  throw std::runtime_error(std::string("select error: ") + strerror(errno));
+  if (error == EINTR) return -1;
+  throw std::runtime_error(std::string("select error: ") + strerror(error));
 }
 
 void interactive_slow_write(Serial& port, const std::string& text) {
