@@ -6,7 +6,7 @@
 #include "app/inactivity.h"
 #include "app/interruption.h"
 #include "output/data_file.h"
-#include "records/checksum.h"
+#include "records/data_line.h"
 #include "young/dialogue.h"
 
 namespace sonic {
@@ -14,17 +14,21 @@ namespace sonic {
 namespace {
 
 constexpr unsigned int WAIT_SECONDS = 1;
-constexpr unsigned int INACTIVITY_LIMIT = 60;  // idle passes of a second each
+constexpr unsigned int INACTIVITY_LIMIT = 60;  // idle passes: a second each, unless hung up
 constexpr unsigned int BLOCK = 200;
 constexpr size_t MAX_UNDELIMITED = 1000;
-constexpr size_t TYPICAL_DATA_LINE = 128;
 constexpr int SAMPLING_PRIORITY = -20;
 constexpr const char* INTERRUPTED = "sampling";
+constexpr const char* TIMED_OUT = "TIMEOUT: sampling for ";
 
 /// What stands at the top of every data file, before the header.
 std::string instrument_lines(const config_map_t& extras) {
-  return "Model\t" + extras.at("instrument") + "\nSN\t" + extras.at("serial_number") +
-         "\nVersion\t" + extras.at("software_version") + "\nRate\t" + extras.at("output_rate");
+  std::string lines;
+  lines.append(MODEL_LINE).append(extras.at("instrument")).append("\n");
+  lines.append(SERIAL_NUMBER_LINE).append(extras.at("serial_number")).append("\n");
+  lines.append(VERSION_LINE).append(extras.at("software_version")).append("\n");
+  lines.append(RATE_LINE).append(extras.at("output_rate"));
+  return lines;
 }
 
 class SamplingLoop {
@@ -40,7 +44,7 @@ class SamplingLoop {
         _sonic_id(config.at("SONIC_ID")),
         _serial_number(extras.at("serial_number")),
         _instrument_lines(instrument_lines(extras)),
-        _inactivity(INACTIVITY_LIMIT, "TIMEOUT: sampling for " + _sonic_id),
+        _inactivity(INACTIVITY_LIMIT, TIMED_OUT + _sonic_id),
         _iterations(std::stoul(config.at("iterations"))),
         _file(_console_only) {}
 
@@ -90,7 +94,7 @@ class SamplingLoop {
     _buffer.clear();
   }
 
-  /// Cuts the buffer into lines and leaves what follows the last delimiter.
+  /// Takes the complete lines out of the buffer, but none after the last record asked for.
   void take_records() {
     size_t start = 0;
     while (!is_done()) {
@@ -106,20 +110,16 @@ class SamplingLoop {
     const parsed_data record = _ops.extract(line, *_ops.parser, _verbose);
     if (!record.valid) {
       if (_file.is_open()) {
-        _file.log("DATAERRORH\ttext", true);  // each error line carries its own header
-        _file.log("DATAERROR\t" + line, true);
+        _file.log(std::string(ERROR_HEADER_LINE) + "text", true);  // before each error line
+        _file.log(std::string(ERROR_LINE) + line, true);
       }
       return;
     }
     ++_records;
     if (record.sec >= _next_switch) switch_file(record);
-    std::string data_line;
-    data_line.reserve(TYPICAL_DATA_LINE);
-    data_line.append("DATA_SONIC\t").append(std::to_string(record.sec)).append("\t");
-    data_line.append(std::to_string(record.nsec)).append("\t").append(_ops.transform(record.data));
-    data_line += qelta_checksum(data_line);
-    _file.log(data_line, true);
-    _publisher.publish(record.sec, data_line);
+    const std::string data = data_line(record.sec, record.nsec, _ops.transform(record.data));
+    _file.log(data, true);
+    _publisher.publish(record.sec, data);
   }
 
   void switch_file(const parsed_data& record) {
@@ -160,10 +160,11 @@ class SamplingLoop {
 
 void sampling(MQTTPublisher& publisher, Notifier& notifier, Serial& port,
               const config_map_t& config, const config_map_t& extras, Priority& priority,
-              const SonicOps& ops) {
+              SonicOps& ops) {
   notifier.notify("Connected");
   notifier.notified(false);
   SamplingLoop loop(publisher, notifier, port, config, extras, ops);
+  // This thread only: the publisher's, which has been running for long, stays where it was.
   priority.set(SAMPLING_PRIORITY);
   loop.run();
 }

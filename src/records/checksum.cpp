@@ -8,7 +8,6 @@ namespace {
 
 constexpr unsigned int CSAT3B_EMPTY = 0x54AA;
 constexpr uint8_t CSAT3B_SEED = 0xAA;
-constexpr size_t QELTA_WIDTH = 3;
 
 }  // namespace
 
@@ -33,10 +32,17 @@ unsigned int csat3b_checksum(const std::string& text) {
 }
 
 std::string qelta_checksum(const std::string& text) {
+  const qelta_check check = qelta_check_of(text.data(), text.size());
+  return std::string(check.begin(), check.end());
+}
+
+qelta_check qelta_check_of(const void* bytes, size_t length) {
+  const auto* p = static_cast<const uint8_t*>(bytes);
   uint8_t sum = 0;
-  for (const char c : text) sum = static_cast<uint8_t>(sum + static_cast<uint8_t>(c));
-  const std::string digits = std::to_string(sum);
-  return std::string(QELTA_WIDTH - digits.size(), ' ') + digits;
+  for (size_t i = 0; i < length; ++i) sum = static_cast<uint8_t>(sum + p[i]);
+  const auto digit = [](int value) { return static_cast<char>('0' + value); };
+  return {sum < 100 ? ' ' : digit(sum / 100), sum < 10 ? ' ' : digit(sum / 10 % 10),
+          digit(sum % 10)};
 }
 
 }  // namespace sonic
