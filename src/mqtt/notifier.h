@@ -8,12 +8,12 @@ namespace sonic {
 /// it.
 class Notifier {
  public:
-  virtual ~Notifier() = default;
-
   virtual void notify(const std::string& /*text*/) {}
   /// Whether the current link state has been announced; callers keep that book.
   virtual void notified(bool /*value*/) {}
   virtual bool notified() const { return false; }
+
+  virtual ~Notifier() = default;
 };
 
 }  // namespace sonic

@@ -21,7 +21,7 @@ std::string sonic_data_filename(unsigned long long t, const std::string& sonic_i
 class logging {
  public:
   logging() = default;
-  explicit logging(bool console_only);
+  logging(bool console_only);
   ~logging();
   logging(const logging&) = delete;
   logging& operator=(const logging&) = delete;
@@ -32,7 +32,8 @@ class logging {
   /// Writes `text`, and a line feed if `newline` (always, in console-only mode). Throws when no
   /// file is open.
   void log(const std::string& text, bool newline);
-  /// Writes the bytes as they are, to the file even in console-only mode.
+  /// Writes the bytes as they are. Without an open file, and so in console-only mode, the write is
+  /// tried all the same and throws.
   void log(unsigned char* bytes, unsigned int length);
 
   bool is_open() const { return _descriptor != -1; }

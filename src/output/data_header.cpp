@@ -11,7 +11,7 @@ const std::string data_header_t::DATA_HEADER_TRAILER = "diag\tchk";
 const std::string data_header_t::DATA_HEADER_BASIC =
     DATA_HEADER_LEADER + "\t" + DATA_HEADER_SONIC + "\t" + DATA_HEADER_TRAILER;
 
-std::string data_header_t::header(const std::string& /*record*/) const { return DATA_HEADER_BASIC; }
+std::string data_header_t::header(const std::string& /*record*/) { return DATA_HEADER_BASIC; }
 
 std::string data_header_t::basic_header() { return DATA_HEADER_BASIC; }
 
@@ -22,7 +22,7 @@ unsigned int data_header_t::count_commas(const std::string& text) {
   return static_cast<unsigned int>(commas);
 }
 
-std::string young_81000_data_header::header(const std::string& /*record*/) const {
+std::string young_81000_data_header::header(const std::string& /*record*/) {
   return DATA_HEADER_LEADER + "\tu\tv\tw\tsos\tts\t" + DATA_HEADER_TRAILER;
 }
 

@@ -13,7 +13,7 @@ class data_header_t {
   static const std::string DATA_HEADER_BASIC;
 
   /// The header line for a record of this instrument; here, whatever the record, the basic one.
-  virtual std::string header(const std::string& record) const;
+  virtual std::string header(const std::string& record);
 
   static std::string basic_header();
 
@@ -24,7 +24,7 @@ class data_header_t {
 /// The R. M. Young 81000's columns: the basic ones and the speed of sound.
 class young_81000_data_header : public data_header_t {
  public:
-  std::string header(const std::string& record) const override;
+  std::string header(const std::string& record) override;
 
  private:
   std::string _columns;  // for columns that an instrument announces itself; this one does not

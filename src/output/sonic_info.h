@@ -22,7 +22,7 @@ void sonic_info_update(config_map_t& info, const std::vector<std::string>& names
 class SonicInfoFile {
  public:
   /// Creates nothing; an empty path means no file.
-  explicit SonicInfoFile(const std::string& path);
+  SonicInfoFile(const std::string& path);
   ~SonicInfoFile();
   SonicInfoFile(const SonicInfoFile&) = delete;
   SonicInfoFile& operator=(const SonicInfoFile&) = delete;
@@ -30,9 +30,10 @@ class SonicInfoFile {
   /// Replaces the file. Best effort: a file that cannot be opened is not reported.
   void write(const config_map_t& info);
 
- private:
+  /// What `write` puts into the file, but for the line feed at its end.
   static std::string _format(const config_map_t& info);
 
+ private:
   std::string _path;
 };
 

@@ -6,11 +6,11 @@ namespace sonic {
 
 namespace {
 
-const young_81000_data_header data_header;
+young_81000_data_header data_header;
 
 }  // namespace
 
-const SonicOps young_81000_ops = {
+SonicOps young_81000_ops = {
     "\r",
     &young_81000_record_parser,
     young_81000_extract,

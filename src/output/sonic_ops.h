@@ -13,11 +13,11 @@ struct SonicOps {
   std::string delimiter;  ///< ends a record on the line
   const data_record_parser_t* parser;
   parsed_data (*extract)(const std::string& line, const data_record_parser_t& parser, bool verbose);
-  const data_header_t* header;
+  data_header_t* header;
   std::string (*transform)(const std::string& data);  ///< lays out a record's data as fields
 };
 
-/// Those of the R. M. Young 81000.
-extern const SonicOps young_81000_ops;
+/// Those of the R. M. Young 81000. The program never changes them.
+extern SonicOps young_81000_ops;
 
 }  // namespace sonic

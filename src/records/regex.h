@@ -20,7 +20,7 @@ class regex {
   /// Matches nothing.
   regex() = default;
   /// Throws std::runtime_error with the regex library's message when `pattern` does not compile.
-  explicit regex(const std::string& pattern);
+  regex(const std::string& pattern);
   virtual ~regex() = default;
   regex(const regex&) = delete;
   regex& operator=(const regex&) = delete;
@@ -31,7 +31,7 @@ class regex {
   /// Without a match `m` stays as it is.
   bool is_match(const std::string& s, submatches& m) const;
 
-  /// The library's text for a compile error code.
+  /// The library's text for a compile error code, unless that is longer than 200 bytes.
   std::string _err(int code) const;
 
  private:
@@ -49,7 +49,7 @@ class regex {
 class re {
  public:
   /// Throws as `regex` does.
-  explicit re(const std::vector<std::string>& patterns);
+  re(const std::vector<std::string>& patterns);
   virtual ~re() = default;
   re(const re&) = delete;
   re& operator=(const re&) = delete;
