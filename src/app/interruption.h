@@ -4,8 +4,8 @@
 
 namespace sonic {
 
-/// 0 until the user interrupts, then 1. Every waiting loop tests it, a dialogue when a
-/// wait brings no data, and ends its work with an exception when it is set.
+/// 0 until the user interrupts, then 1. The waiting loops test it, a dialogue when a wait brings no
+/// data, and end their work with an exception when it is set. Only the slow write of keys does not.
 extern std::atomic<unsigned char> terminator;
 
 /// Throws std::runtime_error with this message when `terminator` is set.

@@ -39,7 +39,7 @@ void mainline(int argc, char** argv) {
   }
   install_sigint_handler();
   Priviledges privileges = priviledges_for_user(DEVICE_USER);
-  Priority priority(privileges, NICE);
+  Priority priority(privileges, NICE);  // the sampling loop sets it, to a value of its own
 
   config_map_t settings = command_line(argc, const_cast<const char**>(argv));
   config_extend(settings);

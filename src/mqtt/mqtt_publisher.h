@@ -25,14 +25,16 @@ class MQTTPublisher {
   };
 
   /// Creates the client with `will` as its last will on the status topic and requests the
-  /// connection without waiting for it. A broker that is down is no error; without any client
-  /// publishes fail. Throws std::runtime_error when the client or its thread cannot be made.
+  /// connection without waiting for it. A broker that is down is no error; where not even the
+  /// request can be made there is no client, and publishes fail. Throws std::runtime_error when the
+  /// client or its thread cannot be made.
   MQTTPublisher(const std::string& client_id, const std::string& topic,
                 const std::string& topic_fast, const std::string& header,
                 const std::string& topic_status, const std::string& will, bool fast_pub,
                 bool console_only);
-  /// Stops the network thread at once. What it has not yet delivered is lost, even its farewell:
-  /// then the broker publishes the will.
+  /// Says farewell and stops the network thread at once, a race whose end nobody knows. If the
+  /// farewell got through, the broker discards the will, and the last status text stays on its
+  /// topic; if not, it publishes the will. Other messages not yet delivered are lost.
   ~MQTTPublisher();
   MQTTPublisher(const MQTTPublisher&) = delete;
   MQTTPublisher& operator=(const MQTTPublisher&) = delete;
@@ -41,8 +43,8 @@ class MQTTPublisher {
   void set_header(const std::string& header);
 
   /// Publishes one tab-separated data line: on the topic unless that already carries a record with
-  /// this time stamp, and on the fast topic if that is on. In console-only mode it is printed
-  /// instead. A failure is printed.
+  /// this time stamp, and, unless that failed, on the fast topic if it is on. In console-only mode
+  /// it is printed instead. A failure is printed.
   void publish(unsigned long long time_stamp, const std::string& line);
 
   /// Publishes `text` on the status topic: 0, or -1 after printing the failure.

@@ -55,7 +55,9 @@ void logging::_open(const std::string& name) {
 }
 
 void logging::_close() {
-  if (_descriptor > 0) ::close(_descriptor);  // 0 is left alone: it was standard input
+  // A data file that is descriptor 0, since the program was started without standard input, stays
+  // open: nothing else is to take that place.
+  if (_descriptor > 0) ::close(_descriptor);
   _descriptor = -1;
   _name.clear();
 }

@@ -32,7 +32,8 @@ std::string transform_commas_to_tabs(const std::string& s);
 std::string transform_semicolons_to_tabs(const std::string& s);
 
 /// Space-separated fields to tab-separated ones: leading spaces vanish, each run of spaces becomes
-/// one tab, also at the end: "  1.0  2.0 " gives "1.0\t2.0\t". Only the space character counts.
+/// one tab, also at the end: "  1.0  2.0 " gives "1.0\t2.0\t". A text of spaces alone gives one
+/// tab. Only the space character counts.
 std::string transform_strip_and_compress_spaces_to_tab(const std::string& s);
 
 }  // namespace sonic

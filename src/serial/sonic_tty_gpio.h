@@ -21,7 +21,7 @@ class sonic_tty_gpio {
   void enable();
   void disable();
 
-  /// Writes `value` unless it was the last one written.
+  /// Writes `value` unless it was the last one. One that could not be written counts as written.
   void _set_state(int value);
 
  private:

@@ -22,6 +22,7 @@ class SonicType {
  public:
   /// `p` must outlive this object.
   SonicType(const std::string& type, const std::string& path, Priviledges& p);
+  /// A refused switch of the user ends the program here (std::terminate).
   ~SonicType();
   SonicType(const SonicType&) = delete;
   SonicType& operator=(const SonicType&) = delete;

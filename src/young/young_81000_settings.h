@@ -10,9 +10,10 @@
 namespace sonic {
 
 // Settings of the R. M. Young 81000, read and changed through its menu. Each operation expects the
-// instrument at its top menu and returns it there, unless it throws. Failures are
-// std::runtime_error, and std::out_of_range ("map::at") for a value that the instrument does not
-// know, before any key is sent.
+// instrument at its top menu and returns it there, unless it throws or, where the top menu does not
+// show, goes on for ever. Failures are std::runtime_error, and std::out_of_range ("map::at") for a
+// value that the instrument does not know, before any key is sent. A changed value is not read
+// back.
 
 /// Baud rate to the menu key that selects it.
 extern const std::map<unsigned int, std::string> young_81000_baud_rates;
@@ -30,14 +31,14 @@ extern const regex re_output_rate;
 extern const regex re_averaging;
 
 /// The short configuration: model, version, serial number and settings as the instrument words
-/// them. May be empty.
+/// them. Ends before the first binary byte; may be partial or empty.
 std::string young_81000_get_info(Serial& port, bool verbose);
 /// What follows "VERSION " in a short configuration, to its last line feed; "" without one.
 std::string young_81000_get_firmware_version(const std::string& info);
 
 /// Returns the instrument to its top menu also when the page does not show the rate, which throws.
 unsigned int young_81000_get_baud_rate(Serial& port, bool verbose);
-/// Changes the instrument's rate and the port's.
+/// Changes the instrument's rate and the port's, unless the instrument shows that rate already.
 void young_81000_set_baud_rate(Serial& port, unsigned int rate, bool verbose);
 
 /// In Hz.
@@ -48,12 +49,12 @@ void young_81000_set_output_rate(Serial& port, unsigned int hz, bool verbose);
 unsigned int young_81000_get_averaging(Serial& port, bool verbose);
 void young_81000_set_averaging(Serial& port, unsigned int n, bool verbose);
 
-/// The field string of the custom format; for another format its menu code.
+/// The field string of the custom format; for another format, or where none shows, the menu code.
 std::string young_81000_get_output_format(Serial& port, bool verbose);
 /// Always the custom layout that makes the instrument send the records this program parses.
 void young_81000_set_output_format(Serial& port, bool verbose);
 
-/// `name` is "include" or "omit".
+/// `name` is "include" or "omit". Changes nothing where the menu shows no code.
 void young_81000_set_error_handling(Serial& port, std::string name, bool verbose);
 
 }  // namespace sonic
