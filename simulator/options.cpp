@@ -131,7 +131,7 @@ struct Option {
 using Text = std::string;
 
 const Option OPTIONS[] = {
-    {"link", "PATH", "link the port to PATH, such as /dev/ttyS1; replaces a symbolic link",
+    {"link", "PATH", "link the port to PATH, such as /dev/ttyS1",
      [](Options& o, const Text& t) { o.link = t; }},
     {"state", "STATE", "operate (default), top or sub (in a menu), silent (answers nothing)",
      [](Options& o, const Text& t) { o.state = named(t, STATES); }},
@@ -158,6 +158,8 @@ const Option OPTIONS[] = {
     {"seed", "N", "of wind and noise (default 1); the same seed gives the same run",
      [](Options& o, const Text& t) { o.seed = static_cast<uint32_t>(number(t, 0, ANY_COUNT)); }},
 
+    {"raw", nullptr, "the instrument's own line: records without stamps",
+     [](Options& o, const Text&) { o.raw = true; }},
     {"no-setup", nullptr, "a run also begins when the port is opened",
      [](Options& o, const Text&) { o.no_setup = true; }},
     {"settle", "S", "seconds from the line that ends the set-up to the run (default 0.5)",

@@ -16,6 +16,7 @@ struct Options {
   Settings settings;
   State state = State::OPERATE;
   bool paging = false;
+  bool raw = false;       // no stamps
   bool no_setup = false;  // a run also begins when the port is opened
   uint64_t settle_ns = NANOSECONDS / 2;
   uint32_t seed = 1;

@@ -1,36 +1,19 @@
 #include "simulator/port_driver.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
-
-#include "records/checksum.h"
 
 namespace sonic::simulator {
 
 namespace {
 
-constexpr char DELIMITER = '\r';
 constexpr char JUNK = '#';
-
-std::string framed(uint64_t stamp_ns, const std::string& line, unsigned int spoil_stamp_check) {
-  char stamp[48];
-  const int length = std::snprintf(stamp, sizeof stamp, "%" PRIu64 ".%09" PRIu64 ",",
-                                   stamp_ns / NANOSECONDS, stamp_ns % NANOSECONDS);
-  char check[8];
-  std::snprintf(check, sizeof check, "%02x,",
-                xor_checksum(stamp, static_cast<unsigned int>(length)) ^ spoil_stamp_check);
-  return std::string(stamp) + check + line + DELIMITER;
-}
 
 void spoil_number(std::string& line) {
   const size_t point = line.find('.');
   if (point != std::string::npos) line[point] = '*';
 }
 
-void spoil_check(std::string& line) {
-  if (!line.empty()) line.back() = line.back() == '0' ? '1' : '0';
-}
+void spoil(char& digit) { digit = digit == '0' ? '1' : '0'; }
 
 uint64_t amount_at(const std::vector<Incident>& incidents, uint64_t record) {
   uint64_t sum = 0;
@@ -42,7 +25,9 @@ uint64_t amount_at(const std::vector<Incident>& incidents, uint64_t record) {
 
 }  // namespace
 
-std::string framed(uint64_t stamp_ns, const std::string& line) { return framed(stamp_ns, line, 0); }
+std::string PortDriver::framed(uint64_t stamp_ns, const std::string& line) const {
+  return (raw_ ? "" : port::stamp(stamp_ns)) + line + port::LINE_END;
+}
 
 Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
   ++record_;
@@ -50,11 +35,13 @@ Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
     if (record_ >= step.record) stamp_ns -= std::min(stamp_ns, step.amount);
   }
   if (every(faults_.malformed_period)) spoil_number(line);
-  if (every(faults_.bad_check_period)) spoil_check(line);
+  if (every(faults_.bad_check_period) && !line.empty()) spoil(line.back());
+  std::string record = framed(stamp_ns, line);
+  if (every(faults_.bad_stamp_period) && !raw_) spoil(record[port::stamp(stamp_ns).size() - 2]);
 
   Delivery delivery;
   if (every(faults_.noise_period)) delivery.bytes = noise(faults_.noise_bytes);
-  delivery.bytes += framed(stamp_ns, line, every(faults_.bad_stamp_period) ? 1 : 0);
+  delivery.bytes += record;
   delivery.bytes.append(static_cast<size_t>(amount_at(faults_.junk, record_)), JUNK);
 
   const uint64_t pause = amount_at(faults_.pauses, record_);
@@ -72,7 +59,7 @@ std::string PortDriver::noise(uint64_t bytes) {
   std::string text;
   while (text.size() < bytes) {
     const char c = static_cast<char>(random_() & 0xFF);
-    if (c != DELIMITER) text += c;
+    if (c != port::LINE_END) text += c;
   }
   return text;
 }

@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "port/framing.h"
+
 namespace sonic::simulator {
 
-constexpr uint64_t NANOSECONDS = 1000000000;  // in a second
+using port::NANOSECONDS;
 
 /// Something that happens once, at or after record `record` (the first is 1).
 struct Incident {
@@ -39,13 +41,15 @@ struct Delivery {
   uint64_t nanoseconds = 0;  // of a pause or without power
 };
 
-/// One record as the port driver delivers it: time stamp, its check, the instrument's line, "\r".
-std::string framed(uint64_t stamp_ns, const std::string& line);
-
 /// Frames the records of one run and spoils those that the faults name.
 class PortDriver {
  public:
-  PortDriver(const Faults& faults, uint32_t seed) : faults_(faults), random_(seed) {}
+  /// `raw`: no stamps, as on the instrument's own line.
+  PortDriver(const Faults& faults, uint32_t seed, bool raw)
+      : faults_(faults), random_(seed), raw_(raw) {}
+
+  /// One record without faults: time stamp, its check, the instrument's line, "\r".
+  std::string framed(uint64_t stamp_ns, const std::string& line) const;
 
   Delivery deliver(uint64_t stamp_ns, std::string line);
 
@@ -55,6 +59,7 @@ class PortDriver {
 
   Faults faults_;
   std::mt19937 random_;
+  bool raw_;
   uint64_t record_ = 0;  // delivered so far
 };
 

@@ -6,9 +6,9 @@
 #include <random>
 #include <string>
 
+#include "port/pseudo_terminal.h"
 #include "simulator/instrument.h"
 #include "simulator/options.h"
-#include "simulator/pseudo_terminal.h"
 #include "simulator/stream.h"
 
 namespace sonic::simulator {
@@ -47,7 +47,7 @@ class Simulation {
 
   const Options options_;
   const Trace trace_;
-  PseudoTerminal terminal_;
+  port::PseudoTerminal terminal_;
   Instrument instrument_;
   Stream stream_;
   std::mt19937 garbage_;

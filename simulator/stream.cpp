@@ -23,7 +23,7 @@ Stream::Stream(const Options& options, Instrument& instrument)
     : options_(options),
       instrument_(instrument),
       wind_(options.seed),
-      driver_(options.faults, options.seed) {
+      driver_(options.faults, options.seed, options.raw) {
   if (options_.replay.empty()) return;
   recording_.open(options_.replay, std::ios::binary);
   // a directory can be opened, but not read
@@ -35,7 +35,7 @@ Stream::Stream(const Options& options, Instrument& instrument)
 void Stream::begin(bool run) {
   run_ = run;
   wind_ = Wind(options_.seed);
-  driver_ = PortDriver(run ? options_.faults : Faults(), options_.seed);
+  driver_ = PortDriver(run ? options_.faults : Faults(), options_.seed, options_.raw);
   begin_ns_ = options_.start_ns.value_or(clock_ns());
   skipped_ns_ = 0;
   samples_ = 0;
@@ -53,7 +53,7 @@ Delivery Stream::next() {
 std::string Stream::next_record() {
   std::string line;
   while (line.empty()) line = instrument_.measure(wind_.next());
-  return framed(stamp(), line);
+  return driver_.framed(stamp(), line);
 }
 
 std::string Stream::measure() {

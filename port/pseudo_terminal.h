@@ -1,9 +1,12 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 
-namespace sonic::simulator {
+#include "port/port_link.h"
+
+namespace sonic::port {
 
 /// The instrument's end of a pseudo-terminal, whose other end stands for the serial port. The other
 /// end is not kept open here, so that it is known whether anybody uses the port.
@@ -14,16 +17,18 @@ class PseudoTerminal {
     bool writable;
   };
 
-  /// Sets the other end raw, at `baud`, and links it to `link` unless that is empty. An existing
-  /// symbolic link is replaced; anything else at that path is an error (std::runtime_error, like
-  /// every failure here).
+  /// Sets the other end raw, at `baud`, and links it to `link` unless that is empty. Failures, here
+  /// and below, are std::runtime_error.
   PseudoTerminal(const std::string& link, unsigned int baud);
-  ~PseudoTerminal();
+  ~PseudoTerminal() { hang_up(); }
   PseudoTerminal(const PseudoTerminal&) = delete;
   PseudoTerminal& operator=(const PseudoTerminal&) = delete;
 
   /// Of the other end, such as "/dev/pts/3".
   const std::string& path() const { return path_; }
+
+  /// Of this end.
+  int fd() const { return fd_; }
 
   /// Whether somebody has the other end open.
   bool in_use() const;
@@ -37,19 +42,16 @@ class PseudoTerminal {
   /// How many of the bytes there was room for.
   size_t write(const std::string& bytes) const;
 
-  /// The speed that the other side has set, in baud; 0 for one that no instrument has.
+  /// The speed that the other side has set, in baud; 0 for one that no line has.
   unsigned int speed() const;
 
   /// Takes the line away from whoever uses it. Nothing but the destructor may follow.
   void hang_up();
 
  private:
-  void make_link();
-  void remove_link() const;
-
   std::string path_;
-  std::string link_;  // empty: none
-  int fd_;            // -1: hung up
+  int fd_;  // -1: hung up
+  std::optional<PortLink> link_;
 };
 
-}  // namespace sonic::simulator
+}  // namespace sonic::port

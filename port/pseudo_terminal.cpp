@@ -1,10 +1,9 @@
-#include "simulator/pseudo_terminal.h"
+#include "port/pseudo_terminal.h"
 
 #include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -12,14 +11,11 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace sonic::simulator {
+#include "serial/speeds.h"
+
+namespace sonic::port {
 
 namespace {
-
-constexpr struct {
-  unsigned int baud;
-  speed_t speed;
-} SPEEDS[] = {{4800, B4800}, {9600, B9600}, {19200, B19200}, {38400, B38400}};
 
 [[noreturn]] void fail(const std::string& what) {
   throw std::runtime_error(what + ": " + std::strerror(errno));
@@ -49,52 +45,28 @@ bool set_raw(int fd, unsigned int baud) {
   termios attributes;
   if (tcgetattr(fd, &attributes) == -1) return false;
   cfmakeraw(&attributes);
-  for (const auto& s : SPEEDS) {
-    if (s.baud == baud) cfsetspeed(&attributes, s.speed);
-  }
+  if (const auto code = speed_code(baud)) cfsetspeed(&attributes, *code);
   return tcsetattr(fd, TCSANOW, &attributes) == 0;
 }
 
 }  // namespace
 
 PseudoTerminal::PseudoTerminal(const std::string& link, unsigned int baud)
-    : link_(link), fd_(open_master(path_)) {
+    : fd_(open_master(path_)) {
   try {
     if (!set_raw(fd_, baud) || !open_and_close(path_)) fail(path_);
-    if (!link_.empty()) make_link();
+    if (!link.empty()) link_.emplace(link, path_);
   } catch (...) {
     close(fd_);
     throw;
   }
 }
 
-PseudoTerminal::~PseudoTerminal() { hang_up(); }
-
 void PseudoTerminal::hang_up() {
   if (fd_ == -1) return;
-  remove_link();
+  link_.reset();
   close(fd_);
   fd_ = -1;
-}
-
-void PseudoTerminal::make_link() {
-  struct stat status;
-  if (lstat(link_.c_str(), &status) == 0) {
-    if (!S_ISLNK(status.st_mode)) {
-      throw std::runtime_error(link_ + ": exists and is not a symbolic link");
-    }
-    if (unlink(link_.c_str()) == -1) fail(link_);
-  }
-  if (symlink(path_.c_str(), link_.c_str()) == -1) fail(link_);
-}
-
-/// Only if it is still ours: a later simulator may have replaced it.
-void PseudoTerminal::remove_link() const {
-  char target[PATH_MAX];
-  const ssize_t length = readlink(link_.c_str(), target, sizeof target);
-  if (length != -1 && path_ == std::string(target, static_cast<size_t>(length))) {
-    unlink(link_.c_str());
-  }
 }
 
 bool PseudoTerminal::in_use() const {
@@ -111,7 +83,7 @@ PseudoTerminal::Ready PseudoTerminal::wait(bool for_keys, bool for_room,
 }
 
 std::string PseudoTerminal::read() const {
-  char keys[256];
+  char keys[4096];
   const ssize_t count = ::read(fd_, keys, sizeof keys);
   if (count > 0) return std::string(keys, static_cast<size_t>(count));
   // EIO: the last user has just closed the other end
@@ -129,10 +101,7 @@ size_t PseudoTerminal::write(const std::string& bytes) const {
 unsigned int PseudoTerminal::speed() const {
   termios attributes;  // the kernel answers with those of the other end
   if (tcgetattr(fd_, &attributes) == -1) return 0;
-  for (const auto& s : SPEEDS) {
-    if (s.speed == cfgetospeed(&attributes)) return s.baud;
-  }
-  return 0;
+  return baud_of(cfgetospeed(&attributes));
 }
 
-}  // namespace sonic::simulator
+}  // namespace sonic::port
