@@ -1,0 +1,69 @@
+#pragma once
+
+#include <poll.h>
+#include <termios.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "port/pseudo_terminal.h"
+
+namespace sonic::port {
+
+/// What the offered port's user wants, in the order in which it was done.
+struct Request {
+  enum class What { KEYS, SPEED, FLUSH };  // FLUSH: what was received shall be forgotten
+  What what;
+  std::string keys;
+  speed_t speed;
+};
+
+/// The port that stands in for a serial one: a pseudo-terminal whose user's bytes, changes of speed
+/// and flushes are all seen. Failures are std::runtime_error.
+class OfferedPort {
+ public:
+  OfferedPort(const std::string& link, unsigned int baud);
+  ~OfferedPort();
+
+  const std::string& path() const { return terminal_.path(); }
+
+  /// To be waited for, at most for `patience` milliseconds (-1: as long as it takes).
+  pollfd awaited(bool for_requests, bool for_room) const;
+  int patience() const;
+
+  /// Whether the wait has seen the port opened or closed. What its last user has not read is
+  /// forgotten.
+  bool notice(const pollfd& awaited);
+
+  bool in_use() const { return in_use_; }
+
+  /// The next requests, possibly none: some of what the kernel reports asks for nothing.
+  std::vector<Request> requests();
+
+  /// Whether the kernel has more to tell.
+  bool has_more() const;
+
+  /// How many of the bytes there was room for.
+  size_t write(const std::string& bytes) const { return terminal_.write(bytes); }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void take_packet(std::vector<Request>& requests);
+  void take_speed(std::vector<Request>& requests);
+  bool was_written_first() const;
+  void forget_writes() const;
+  void forget_unread() const;
+  void ask_for_reports();
+
+  PseudoTerminal terminal_;
+  int events_;  // inotify: opened, written to
+  int order_;   // epoll: of what has happened first, a write or a change of the settings
+  bool in_use_ = false;
+  bool reports_ = false;  // of changed settings
+  Clock::time_point last_change_;
+  speed_t speed_;
+};
+
+}  // namespace sonic::port

@@ -1,0 +1,78 @@
+#include "port/record_matcher.h"
+
+#include "port/framing.h"
+
+namespace sonic::port {
+
+namespace {
+
+constexpr int NUMBERS = 5;
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+bool is_hexadecimal(char c) {
+  return is_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+}  // namespace
+
+RecordMatcher::Verdict RecordMatcher::take(const std::string& bytes, size_t& at) {
+  while (at < bytes.size()) {
+    place_ = next(bytes[at++]);
+    if (place_ == Place::END) return Verdict::COMPLETE;
+    if (place_ == Place::NOWHERE) return Verdict::IMPOSSIBLE;
+  }
+  return Verdict::POSSIBLE;
+}
+
+RecordMatcher::Place RecordMatcher::next(char c) {
+  switch (place_) {
+    case Place::BEFORE_NUMBER:
+      if (c == ' ') return Place::BEFORE_NUMBER;
+      if (c == '-') return Place::MINUS;
+      return is_digit(c) ? Place::WHOLE : Place::NOWHERE;
+    case Place::MINUS:
+      return is_digit(c) ? Place::WHOLE : Place::NOWHERE;
+    case Place::WHOLE:
+      if (c == '.') return point();
+      return is_digit(c) ? Place::WHOLE : Place::NOWHERE;
+    case Place::POINT:
+      return is_digit(c) ? Place::FRACTION : Place::NOWHERE;
+    case Place::FRACTION:
+    case Place::LONG_FRACTION:
+      return is_digit(c) ? Place::LONG_FRACTION : behind_fraction(c);
+    case Place::BEFORE_DIAGNOSTIC:
+      if (c == ' ') return Place::BEFORE_DIAGNOSTIC;
+      return is_digit(c) ? Place::DIAGNOSTIC : Place::NOWHERE;
+    case Place::DIAGNOSTIC:
+      if (c == ' ') return Place::BEFORE_CHECK;
+      return is_digit(c) ? Place::DIAGNOSTIC : Place::NOWHERE;
+    case Place::BEFORE_CHECK:
+      if (c == ' ') return Place::BEFORE_CHECK;
+      return is_hexadecimal(c) ? Place::CHECK : Place::NOWHERE;
+    case Place::CHECK:
+      return is_hexadecimal(c) ? Place::COMPLETE_CHECK : Place::NOWHERE;
+    case Place::COMPLETE_CHECK:
+      return c == LINE_END ? Place::END : Place::NOWHERE;
+    case Place::END:
+    case Place::NOWHERE:
+      break;
+  }
+  return Place::NOWHERE;
+}
+
+/// Numbers may touch. In "1.52.5" the 2 was the next number's already, in "1.5.5" none can have
+/// been.
+RecordMatcher::Place RecordMatcher::behind_fraction(char c) {
+  if (points_ == NUMBERS) return c == ' ' ? Place::BEFORE_DIAGNOSTIC : Place::NOWHERE;
+  if (c == '.' && place_ == Place::LONG_FRACTION) return point();
+  if (c == ' ') return Place::BEFORE_NUMBER;
+  return c == '-' ? Place::MINUS : Place::NOWHERE;
+}
+
+RecordMatcher::Place RecordMatcher::point() {
+  ++points_;
+  return Place::POINT;
+}
+
+}  // namespace sonic::port

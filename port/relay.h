@@ -1,0 +1,60 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "port/line_queue.h"
+#include "port/offered_port.h"
+#include "port/options.h"
+#include "port/serial_device.h"
+#include "port/stamper.h"
+
+namespace sonic::port {
+
+/// Carries bytes and speeds between the real port and the one that is offered for it.
+class Relay {
+ public:
+  using Log = void (*)(const std::string& line);
+
+  /// Takes the device and makes the offered port. Throws std::runtime_error, as run() does.
+  Relay(const Options& options, Log log);
+
+  /// Of the offered port, such as "/dev/pts/3".
+  const std::string& path() const { return port_.path(); }
+
+  /// Returns when `stop`, a descriptor, can be read. Throws when the device is gone.
+  void run(int stop);
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void take_from_instrument();
+  void take_requests();
+  void serve_requests();
+  void send_keys();
+  void set_speed(speed_t speed);
+  void forget_input();
+  void hand_over();
+  void release_overdue();
+  void tell_dropped(Clock::duration pause);
+  int patience() const;
+
+  const Log log_;
+  const bool trace_;
+  SerialDevice device_;
+  OfferedPort port_;
+  Stamper stamper_;
+  LineQueue queue_;               // for the port's user
+  std::deque<Request> requests_;  // that wait for the keys before them
+  std::string keys_;              // for which the device had no room yet
+  speed_t speed_;
+  std::vector<uint64_t> stamped_;  // arrivals that are still to be traced
+  Clock::time_point last_arrival_;
+  uint64_t dropped_ = 0;  // lines, not told yet
+  Clock::time_point told_;
+};
+
+}  // namespace sonic::port

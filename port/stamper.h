@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "port/record_matcher.h"
+
+namespace sonic::port {
+
+/// Puts stamps before the records in what an instrument sends and changes nothing else. It holds
+/// back a line only as long as that may become a record.
+class Stamper {
+ public:
+  /// `stamped`, if given, is called for each record with its stamp's time.
+  explicit Stamper(std::function<void(uint64_t)> stamped = nullptr) : stamped_(stamped) {}
+
+  /// Takes what one read brought and returns what may go on.
+  std::string take(const std::string& bytes, uint64_t arrival_ns);
+
+  bool is_holding() const { return !held_.empty(); }
+
+  /// What is held, unstamped. The rest of its line will get no stamp either.
+  std::string release();
+
+ private:
+  std::function<void(uint64_t)> stamped_;
+  RecordMatcher matcher_;
+  std::string held_;            // from the beginning of its line
+  uint64_t arrival_ns_ = 0;     // of the first byte held
+  bool in_other_line_ = false;  // one that cannot be a record
+};
+
+}  // namespace sonic::port
