@@ -2,6 +2,7 @@
 
 #include <sys/select.h>
 
+#include "app/interruption.h"
 #include "properties.h"
 #include "serial/serial.h"
 
