@@ -1,0 +1,58 @@
+#pragma once
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace sonic {
+
+/// Owns a file descriptor.
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor = -1) : _descriptor(descriptor) {}
+  Descriptor(Descriptor&& other) noexcept : _descriptor(std::exchange(other._descriptor, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(_descriptor, other._descriptor);
+    return *this;
+  }
+  ~Descriptor() {
+    if (_descriptor != -1) close(_descriptor);
+  }
+  int get() const { return _descriptor; }
+
+ private:
+  int _descriptor;
+};
+
+/// Owns a child process: one that still runs is ended with its owner.
+class Child {
+ public:
+  explicit Child(pid_t pid = -1) : _pid(pid) {}
+  Child& operator=(Child&& other) noexcept {
+    std::swap(_pid, other._pid);
+    return *this;
+  }
+  ~Child() {
+    if (!is_there()) return;
+    kill(_pid, SIGKILL);
+    wait();
+  }
+  bool is_there() const { return _pid != -1; }
+
+  /// Waits for its end and returns its status as waitpid() gives it.
+  int wait() {
+    int status = 0;
+    while (waitpid(_pid, &status, 0) == -1 && errno == EINTR) {
+    }
+    _pid = -1;
+    return status;
+  }
+
+ private:
+  pid_t _pid;
+};
+
+}  // namespace sonic
