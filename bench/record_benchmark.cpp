@@ -12,7 +12,7 @@
 #include "bench/wrapped_calls.h"
 #include "mqtt/mqtt_publisher.h"
 #include "output/sampling.h"
-#include "simulator/pseudo_terminal.h"
+#include "port/pseudo_terminal.h"
 
 namespace sonic::bench {
 
@@ -89,12 +89,12 @@ class Silence {
   std::streambuf* const _shown;
 };
 
-void sampling_loop(benchmark::State& state, const SonicOps& ops) {
+void sampling_loop(benchmark::State& state, SonicOps& ops) {
   port_input.clear();
   for (const auto& line : lines()) port_input += line + "\r";
 
   const Silence silence;
-  const simulator::PseudoTerminal terminal("", 38400);
+  const port::PseudoTerminal terminal("", 38400);
   Serial port(terminal.path(), 38400, true);
   Priviledges privileges;
   Priority priority(privileges, 0);
