@@ -8,17 +8,50 @@ set(deploy ${CMAKE_CURRENT_LIST_DIR})
 # These name the program and its data by their places, which are known when they are installed.
 function(install_configured source destination name)
   set(output ${CMAKE_CURRENT_BINARY_DIR}/installed/${source})
-  install(CODE "set(SBINDIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}\")
+  install(CODE "set(BINDIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
+set(SBINDIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}\")
+set(LIBEXECDIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBEXECDIR}\")
 set(DATADIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}\")
 configure_file(\"${deploy}/${source}\" \"${output}\" @ONLY)")
   install(FILES ${output} DESTINATION ${destination} RENAME ${name})
 endfunction()
 install_configured(systemd/sonicd@.service.in lib/systemd/system sonicd@.service)
+install_configured(systemd/sonicd-watch@.service.in lib/systemd/system sonicd-watch@.service)
+install(FILES ${deploy}/systemd/sonicd-watch@.timer DESTINATION lib/systemd/system)
+install(PROGRAMS ${deploy}/sonicd-watch DESTINATION ${CMAKE_INSTALL_LIBEXECDIR})
+install(FILES ${deploy}/systemd/sonicd-send@.service ${deploy}/systemd/sonicd-send@.timer
+        DESTINATION lib/systemd/system)
+install_configured(systemd/sonicd-compress.service.in lib/systemd/system sonicd-compress.service)
+install_configured(systemd/sonicd-room.service.in lib/systemd/system sonicd-room.service)
+install(FILES ${deploy}/systemd/sonicd-compress.timer ${deploy}/systemd/sonicd-room.timer
+        DESTINATION lib/systemd/system)
+install(PROGRAMS ${deploy}/sonicd-room DESTINATION ${CMAKE_INSTALL_LIBEXECDIR})
+# On from the start; `systemctl stop` and then `systemctl mask` switch it off.
+file(CREATE_LINK ../sonicd-room.timer ${CMAKE_CURRENT_BINARY_DIR}/sonicd-room.timer SYMBOLIC)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/sonicd-room.timer
+        DESTINATION lib/systemd/system/timers.target.wants)
+install_configured(systemd/sonic-port@.service.in lib/systemd/system sonic-port@.service)
+install(PROGRAMS ${deploy}/systemd/sonic-port-generator DESTINATION lib/systemd/system-generators)
+install(FILES ${deploy}/systemd/sonicd-sonic-port.conf
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd RENAME sonic-port.conf)
 install_configured(systemd/tmpfiles.conf.in lib/tmpfiles.d sonicd.conf)
 install(FILES ${deploy}/systemd/sysusers.conf DESTINATION lib/sysusers.d RENAME sonicd.conf)
-install(FILES ${deploy}/mosquitto/sonicd.conf DESTINATION /etc/mosquitto/conf.d)
+install(FILES ${deploy}/mosquitto/00-sonicd.conf ${deploy}/mosquitto/sonicd.conf
+        DESTINATION /etc/mosquitto/conf.d)
+install_configured(mosquitto/sonicd-live.conf.in /etc/mosquitto/conf.d sonicd-live.conf)
+install(FILES ${deploy}/mosquitto/sonicd-live.acl DESTINATION /etc/mosquitto)
+install(DIRECTORY ${LIVE_PAGE}/ DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd/live)
 install(FILES ${deploy}/config.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd)
-install(PROGRAMS tools/sonic-plot DESTINATION ${CMAKE_INSTALL_BINDIR} OPTIONAL)
+
+# The tools of the archive find what belongs to them beside themselves.
+install(DIRECTORY archive/ DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd/archive
+        USE_SOURCE_PERMISSIONS)
+file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/installed)
+foreach(tool sonic-load sonic-ask sonic-store)
+  set(link ${CMAKE_CURRENT_BINARY_DIR}/installed/${tool})
+  file(CREATE_LINK ../${CMAKE_INSTALL_DATADIR}/sonicd/archive/${tool} ${link} SYMBOLIC)
+  install(FILES ${link} DESTINATION ${CMAKE_INSTALL_BINDIR})
+endforeach()
 
 # Compressed as Debian wants it: the same bytes from every build.
 function(install_gzipped source destination)
@@ -36,7 +69,8 @@ foreach(page IN LISTS man_pages)
 endforeach()
 install_gzipped(${deploy}/debian/changelog ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${deploy}/debian/copyright doc/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES doc/data-format.md doc/scale-out.md doc/reliability.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+install(FILES doc/archive.md doc/data-format.md doc/hardware.md doc/scale-out.md doc/reliability.md
+        doc/live.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
 file(GLOB broker_examples CONFIGURE_DEPENDS ${deploy}/mosquitto/*.example)
 install(FILES ${broker_examples} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
@@ -50,16 +84,19 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 data logger. Records go to half-hour files and to the MQTT broker on the
 device.
 .
-The package brings a unit for each port, the broker's configuration and
+The package brings a unit for each port, the broker's configuration, a live
+page that the broker serves on the device itself, port 8080,
+sonic-port, which makes any serial port one that sonicd can use, and
 sonic-simulator, which plays the instrument on a pseudo-terminal.")
-# Libraries are found by dpkg-shlibdeps. Without the broker the program still writes its files;
-# Python is for sonic-plot.
+# Libraries are found by dpkg-shlibdeps. Without the broker the program still writes its files; its
+# clients are for the watch and for diagnosis, Python is for sonic-plot.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "mosquitto, python3")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "mosquitto-clients, python3-matplotlib")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "mosquitto, mosquitto-clients, python3, zstd, xz-utils")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3-matplotlib, rsync, openssh-client, clickhouse-client")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
     ${deploy}/debian/conffiles ${deploy}/debian/postinst
     ${deploy}/debian/prerm ${deploy}/debian/postrm)
+set(CPACK_PRE_BUILD_SCRIPTS ${deploy}/packing_tools.cmake)
 include(CPack)
