@@ -1,74 +1,115 @@
+// What is said on the line: the dialogue, detection of the rate, the menu and its settings.
+
 #include "young/dialogue.h"
 
 #include <gtest/gtest.h>
 
-#include <thread>
+#include <iterator>
 
-#include "support.h"
+#include "cases.h"
+#include "records/young_81000_record.h"
+#include "virtual_port.h"
+#include "young/baud_detection.h"
+#include "young/young_81000_menu.h"
+#include "young/young_81000_settings.h"
 
 namespace sonic {
 
 namespace {
 
-class DialogueTest : public ::testing::Test {
- protected:
-  /// Sends each piece after a pause, so that the program reads it by itself.
-  std::thread instrument(std::vector<std::string> pieces) {
-    return std::thread([this, pieces] {
-      for (const auto& piece : pieces) {
-        usleep(100'000);
-        _pty.send(piece);
-      }
-    });
-  }
+template <typename Action>
+Call run(Action action) {
+  return [=](Serial& port, const std::string&, bool verbose) { action(port, verbose); };
+}
 
-  Printed _printed;
-  Pty _pty;
-  Serial _port{_pty.path(), 38400, true};
+template <typename Getter>
+Call get(Getter getter) {
+  return run([=](Serial& port, bool verbose) { print(getter(port, verbose)); });
+}
+
+template <typename Setter>
+Call set_number(Setter setter) {
+  return [=](Serial& port, const std::string& number, bool verbose) {
+    setter(port, static_cast<unsigned int>(std::stoul(number)), verbose);
+  };
+}
+
+std::string version(Serial& port, bool verbose) {
+  return young_81000_get_firmware_version(young_81000_get_info(port, verbose));
+}
+
+/// At these rates, else at all.
+void detect(Serial& port, const std::string& rates, bool verbose) {
+  std::istringstream words(rates);
+  const std::vector<unsigned int> given(std::istream_iterator<unsigned int>(words), {});
+  PrintingNotifier notifier;
+  young_81000_auto_baud(notifier, given.empty() ? allowed_baud_rates : given, port,
+                        young_81000_extractor, autobaud_match_strings, verbose);
+}
+
+bool recognise(const std::string& reply, bool verbose) {
+  return young_81000_auto_baud_check(reply, young_81000_extractor, autobaud_match_strings, verbose);
+}
+
+std::string listen(Serial& port, bool verbose) {
+  PrintingNotifier notifier;
+  return young_81000_auto_baud_read(notifier, port, verbose);
+}
+
+const Calls CALLS = {
+    {"send", interactive_tx_ncr},
+    {"send_cr", interactive_tx},
+    {"send_cr_lf", interactive_tx_wm},
+    {"slow_write",
+     [](Serial& port, const std::string& text, bool) { interactive_slow_write(port, text); }},
+    {"receive",  // until two seconds of silence
+     get([](Serial& port, bool verbose) { return interactive_rx(port, 2, 100, verbose); })},
+    {"transfer", [](Serial& port, const std::string& text,
+                    bool verbose) { print(interactive_transfer(port, text, verbose)); }},
+    {"transfer_wm", [](Serial& port, const std::string& text,
+                       bool verbose) { print(interactive_transfer_wm(port, text, verbose)); }},
+    {"search",  // for two seconds, three times
+     [](Serial& port, const std::string& text, bool verbose) {
+       interactive_read_to_delimiter(port, text, 1000, 2, 3, verbose);
+     }},
+    {"enter", run(young_enter_interactive)},
+    {"leave", run(young_exit_interactive)},
+    {"page",  // until two seconds of silence, 50 characters at a time
+     get([](Serial& port, bool verbose) { return young_interactive_rx(port, 2, 50, verbose); })},
+    {"press", [](Serial& port, const std::string& key,
+                 bool verbose) { print(young_81000_press(port, key, verbose)); }},
+    {"get_info", get(young_81000_get_info)},
+    {"get_version", get(version)},
+    {"get_baud_rate", get(young_81000_get_baud_rate)},
+    {"set_baud_rate", set_number(young_81000_set_baud_rate)},
+    {"get_output_rate", get(young_81000_get_output_rate)},
+    {"set_output_rate", set_number(young_81000_set_output_rate)},
+    {"get_averaging", get(young_81000_get_averaging)},
+    {"set_averaging", set_number(young_81000_set_averaging)},
+    {"get_output_format", get(young_81000_get_output_format)},
+    {"set_output_format", run(young_81000_set_output_format)},
+    {"set_error_handling", young_81000_set_error_handling},
+    {"detect", detect},
+    {"listen", get(listen)},
+    {"recognise",
+     [](Serial&, const std::string& reply, bool verbose) { print(recognise(reply, verbose)); }},
+    {"write", young_81000_auto_baud_write},
 };
 
 }  // namespace
 
-TEST_F(DialogueTest, DelimiterIsFoundAcrossReads) {
-  const std::pair<std::vector<std::string>, std::string> cases[] = {
-      {{"junk EX", "IT more"}, "nothing thrown"},
-      {{"xxEyy", "EX", "IT"}, "nothing thrown"},
-      {{std::string("EX\0no", 5), "IT"}, "nothing thrown"},  // a block is cut at its first zero
-      {{std::string(60, 'x') + "EXIT"}, "nothing thrown"},   // in the block that crosses the limit
-      {{"EyEX", "IT"},
-       "interactive_read_to_delimiter: TIMEOUT!!!"},  // only the first E is looked at
-      {{std::string(40, 'x'), std::string(11, 'y')}, "interactive_read_to_delimiter: NO MATCH"},
-  };
-  for (const auto& [pieces, outcome] : cases) {
-    std::thread sender = instrument(pieces);
-    EXPECT_EQ(outcome,
-              thrown_by([&] { interactive_read_to_delimiter(_port, "EXIT", 50, 1, 1, false); }));
-    sender.join();
-    _port.flush_input();
+TEST(DialogueTest, DialogueCases) { play("dialogue", CALLS); }
+TEST(DialogueTest, MenuCases) { play("menu", CALLS); }
+TEST(DialogueTest, SettingsCases) { play("settings", CALLS); }
+TEST(DialogueTest, DetectionCases) { play("detection", CALLS); }
+
+TEST(DialogueTest, DetectionIsInterruptedAtAnyMomentWithinTheNextWait) {
+  for (int moment = 0; moment < 74'000; moment += 100) {
+    const auto detect_all = [](Serial& port) { detect(port, "", false); };
+    const std::string seen = transcript({{moment, INTERRUPT}}, detect_all);
+    EXPECT_NE(std::string::npos, seen.find("! autobaud: terminated by user\n"));
+    EXPECT_LE(duration(seen), moment + 4500) << seen;
   }
-}
-
-TEST_F(DialogueTest, SendsAByteOncePerEchoAndAnswersWithWhatFollows) {
-  std::thread echoing([this] {
-    for (const std::string expected : {"K", "\r", "\n"}) {
-      std::string key;
-      while (key.empty()) key = _pty.received();
-      EXPECT_EQ(expected, key);  // the next byte waits for this one's echo
-      _pty.send(key);
-    }
-    _pty.send(std::string(200, 'a'));
-  });
-  _pty.send("stale");
-  EXPECT_EQ(std::string(80, 'a'), interactive_transfer_wm(_port, "K", false));
-  echoing.join();
-  interactive_tx_ncr(_port, "", false);
-  EXPECT_EQ("", interactive_rx(_port, true));  // even an empty send discards what was left
-  EXPECT_EQ("baud=38400\ninteractive_rx 0 bytes\n\n", _printed.text());
-}
-
-TEST_F(DialogueTest, AMissingEchoIsTolerated) {
-  interactive_tx(_port, "X", false);
-  EXPECT_EQ("X\r", _pty.received());
 }
 
 }  // namespace sonic

@@ -1,14 +1,40 @@
 #include "serial/serial.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <termios.h>
+#include <unistd.h>
 
+#include "port/pseudo_terminal.h"
 #include "support.h"
 
 namespace sonic {
 
+using port::PseudoTerminal;
+
+namespace {
+
+/// What the system's own tool says.
+unsigned int speed(const std::string& path) {
+  FILE* tool = popen(("stty -F " + path + " speed").c_str(), "r");
+  unsigned int speed = 0;
+  EXPECT_EQ(1, fscanf(tool, "%u", &speed));
+  pclose(tool);
+  return speed;
+}
+
+/// The lowest that is free.
+int next_descriptor() {
+  const int fd = open("/dev/null", O_RDONLY);
+  close(fd);
+  return fd;
+}
+
+}  // namespace
+
 TEST(SerialTest, OpensRawAtItsRateAndOnlyOnce) {
   Printed printed;
-  Pty pty;
+  const PseudoTerminal pty("", 38400);
   Serial port(pty.path(), 9600, true);
   termios line{};
   ASSERT_EQ(0, tcgetattr(port.fd(), &line));
@@ -21,13 +47,14 @@ TEST(SerialTest, OpensRawAtItsRateAndOnlyOnce) {
   EXPECT_NE(0, fcntl(port.fd(), F_GETFL) & O_NONBLOCK);
 
   EXPECT_EQ(pty.path() + " is already open", thrown_by([&] { port.open(); }));
-  pty.send(std::string("\0\xff\r\n\x03\x11", 6));
+  EXPECT_EQ(6U, pty.write(std::string("\0\xff\r\n\x03\x11", 6)));
   char block[8];
   EXPECT_EQ(6, port.read(block, sizeof block));
   EXPECT_EQ(std::string("\0\xff\r\n\x03\x11", 6), std::string(block, 6));
   EXPECT_EQ(0, port.read(block, sizeof block));
   EXPECT_EQ(3, port.write("\x1b\n\r", 3));
-  EXPECT_EQ("\x1b\n\r", pty.received());
+  pty.wait(true, false, std::chrono::seconds(1));
+  EXPECT_EQ("\x1b\n\r", pty.read());
 
   port.close();
   port.close();
@@ -37,18 +64,19 @@ TEST(SerialTest, OpensRawAtItsRateAndOnlyOnce) {
 }
 
 TEST(SerialTest, AcceptsItsRatesAndNoOther) {
-  Pty pty;
+  const PseudoTerminal pty("", 38400);
   Printed printed;
   Serial port(pty.path(), 38400, true);
-  for (const unsigned int rate : {0U, 1200U, 460800U}) {
-    EXPECT_EQ(pty.path() + " error: invalid baud rate: " + std::to_string(rate),
-              thrown_by([&] { port.set_baud(rate); }));
+  const auto set = [&](unsigned int rate) { return thrown_by([&] { port.set_baud(rate); }); };
+  for (const unsigned int rate : {2400U, 4800U, 9600U, 19200U, 38400U, 57600U, 115200U, 230400U}) {
+    EXPECT_EQ("nothing thrown", set(rate));
+    EXPECT_EQ(rate, speed(pty.path()));
+    EXPECT_NE(std::string::npos, printed.text().find("\nbaud=" + std::to_string(rate) + "\n"));
   }
-  termios line{};
-  ASSERT_EQ(0, tcgetattr(port.fd(), &line));
-  EXPECT_EQ(static_cast<speed_t>(B38400), cfgetospeed(&line));
-  port.set_baud(230400);
-  EXPECT_EQ("baud=38400\nbaud=0\nbaud=1200\nbaud=460800\nbaud=230400\n", printed.text());
+  for (const unsigned int rate : {0U, 1200U, 460800U}) {
+    EXPECT_EQ(pty.path() + " error: invalid baud rate: " + std::to_string(rate), set(rate));
+  }
+  EXPECT_EQ(230400U, speed(pty.path()));
 }
 
 TEST(SerialTest, NamesThePortInEveryFailure) {
@@ -65,6 +93,16 @@ TEST(SerialTest, NamesThePortInEveryFailure) {
   EXPECT_EQ("/dev/null error getting line attributes: Inappropriate ioctl for device",
             thrown_by([&] { port.open(); }));
   EXPECT_NE(-1, port.fd());  // kept until it is closed
+}
+
+TEST(SerialTest, LeavesNothingOpen) {
+  const PseudoTerminal pty("", 38400);
+  Printed printed;
+  const int before = next_descriptor();
+  EXPECT_NE("nothing thrown", thrown_by([] { Serial("/dev/null", 9600, true); }));
+  EXPECT_EQ(before, next_descriptor());
+  { Serial(pty.path(), 9600, true); }
+  EXPECT_EQ(before, next_descriptor());
 }
 
 }  // namespace sonic

@@ -1,17 +1,10 @@
 #pragma once
 
-#include <fcntl.h>
-#include <poll.h>
-#include <stdlib.h>
-#include <termios.h>
-#include <unistd.h>
-
+#include <exception>
+#include <fstream>
 #include <iostream>
 #include <sstream>
-#include <stdexcept>
 #include <string>
-
-#include "app/interruption.h"
 
 namespace sonic {
 
@@ -38,48 +31,17 @@ std::string thrown_by(Action action) {
   return "nothing thrown";
 }
 
-/// A pseudo-terminal: the program under test opens `path`, the test plays the instrument.
-class Pty {
- public:
-  Pty() : _master(posix_openpt(O_RDWR | O_NOCTTY)) {
-    if (_master == -1 || grantpt(_master) != 0 || unlockpt(_master) != 0) {
-      throw std::runtime_error("no pseudo-terminal");
-    }
-    termios raw{};
-    tcgetattr(_master, &raw);
-    cfmakeraw(&raw);
-    tcsetattr(_master, TCSANOW, &raw);
-  }
-  ~Pty() { hang_up(); }
+inline std::string content(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
-  std::string path() const { return ptsname(_master); }
-  void hang_up() {
-    if (_master != -1) close(_master);
-    _master = -1;
+/// `text` without its parts from `start` through `end`.
+inline std::string without(std::string text, const std::string& start, const std::string& end) {
+  for (size_t at = 0; (at = text.find(start, at)) != std::string::npos;) {
+    text.erase(at, text.find(end, at) - at + end.size());
   }
-
-  void send(const std::string& bytes) {
-    for (size_t done = 0; done < bytes.size();) {
-      const ssize_t n = write(_master, bytes.data() + done, bytes.size() - done);
-      if (n < 0) throw std::runtime_error("the pseudo-terminal takes no bytes");
-      done += static_cast<size_t>(n);
-    }
-  }
-
-  /// What the program has sent so far.
-  std::string received() {
-    std::string text;
-    char block[256];
-    for (pollfd p{_master, POLLIN, 0}; poll(&p, 1, 50) > 0 && (p.revents & POLLIN) != 0;) {
-      const ssize_t n = read(_master, block, sizeof block);
-      if (n <= 0) break;
-      text.append(block, static_cast<size_t>(n));
-    }
-    return text;
-  }
-
- private:
-  int _master;
-};
+  return text;
+}
 
 }  // namespace sonic

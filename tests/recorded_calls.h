@@ -1,0 +1,22 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+struct mosquitto;
+
+namespace sonic {
+
+// Calls to the broker's library, for priority and for the system's log are not made in unit tests:
+// they are printed, where Printed and transcript() find them.
+
+/// What the next call of a name returns, where that is to fail.
+extern std::map<std::string, int> call_results;
+
+/// The folder in which the files of the device's home directory really are opened.
+extern std::string home_folder;
+
+/// What the client's library calls when it is connected, or is not.
+extern void (*on_connect)(mosquitto* client, void* object, int code);
+
+}  // namespace sonic

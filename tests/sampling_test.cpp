@@ -1,0 +1,101 @@
+#include "output/sampling.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <set>
+
+#include "cases.h"
+#include "recorded_calls.h"
+#include "virtual_port.h"
+
+namespace sonic {
+
+namespace {
+
+class SamplingTest : public ::testing::Test {
+ protected:
+  SamplingTest() { home_folder = mkdtemp(_template); }
+  ~SamplingTest() override {
+    std::filesystem::remove_all(home_folder);
+    home_folder.clear();
+  }
+
+ private:
+  char _template[32] = "/tmp/sonicd-test.XXXXXX";
+};
+
+/// The identity of the instrument is a letter each.
+void sample(Serial& port, const std::string& iterations, bool verbose) {
+  const config_map_t settings = {{"console_only", "0"},
+                                 {"verbose", verbose ? "1" : "0"},
+                                 {"SONIC_ID", "id"},
+                                 {"iterations", iterations}};
+  const config_map_t found = {
+      {"instrument", "I"}, {"serial_number", "S"}, {"software_version", "V"}, {"output_rate", "R"}};
+  std::optional<MQTTPublisher> publisher;
+  {
+    Printed elsewhere;
+    publisher.emplace("id", "record", "fast", "", "status", "gone", false, false);
+  }
+  PrintingNotifier notifier;
+  Priviledges same{7, 7, 7};
+  Priority priority(same, 0);
+  const std::string outcome = thrown_by(
+      [&] { sampling(*publisher, notifier, port, settings, found, priority, young_81000_ops); });
+  Printed elsewhere;
+  publisher.reset();
+  if (outcome != "nothing thrown") throw std::runtime_error(outcome);
+}
+
+/// For ever.
+void sample_on(Serial& port) { sample(port, "0", false); }
+
+std::set<std::filesystem::path> files_in(const std::string& folder) {
+  const std::filesystem::directory_iterator files(folder), end;
+  return {files, end};
+}
+
+constexpr size_t PIECES[] = {1, 7, 64, 150, 199, 3};  // bytes that arrive at once
+
+}  // namespace
+
+TEST_F(SamplingTest, Cases) { play("sampling", {{"sample", sample}}); }
+
+TEST_F(SamplingTest, RecordingsGiveTheirFilesAndMessages) {
+  for (const auto& input : files_in(TESTS "/replay")) {
+    if (input.extension() != ".port") continue;
+    Script script;
+    int moment = 0;
+    for (std::string left = content(input); !left.empty(); ++moment) {
+      const size_t piece = PIECES[static_cast<size_t>(moment) % std::size(PIECES)];
+      script.emplace_back(moment, left.substr(0, piece));
+      left.erase(0, piece);
+    }
+    script.emplace_back(moment + 1500, INTERRUPT);
+    const size_t open_before = files_in("/proc/self/fd").size();
+    std::string seen = "== printed\n" + without(transcript(script, sample_on), "[", "ms] ");
+    EXPECT_EQ(open_before, files_in("/proc/self/fd").size());
+    for (const auto& file : files_in(home_folder)) {
+      seen += "== " + file.filename().string() + "\n" + content(file);
+      std::filesystem::remove(file);
+    }
+    const auto beside = std::filesystem::path(input).replace_extension(".expected");
+    const std::string expected = content(beside);
+    if (expected.empty()) std::ofstream(beside) << seen;
+    EXPECT_EQ(expected, seen) << beside;
+  }
+}
+
+TEST_F(SamplingTest, IsInterruptedWithinTheNextWait) {
+  for (int moment = 100; moment < 4000; moment += 100) {
+    const std::string seen =
+        transcript({{0, "junk\r"}, {moment, INTERRUPT}, {4000, "\r"}}, sample_on);
+    EXPECT_EQ(moment, duration(seen)) << seen;
+    EXPECT_EQ("! sampling\n", seen.substr(seen.size() - 11));
+  }
+}
+
+}  // namespace sonic
