@@ -1,0 +1,261 @@
+"""sonic-port between instrument and daemon: the port alone, and the whole chain.
+
+In the chain all but the wire is real: sonic-simulator --raw, sonic-port, sonicd. In a LineTest the
+test itself is at both ends: it writes to self.instrument what an instrument would send, and reads
+from self.user what the daemon would get.
+"""
+
+import functools
+import operator
+import pty
+import select
+import termios
+
+from harness import *
+
+RECORD = b"  1.23  -0.45   0.07  343.21   21.50 0 3f\r"
+MENU = b"BAUD = 38400\r C) 4800\r D) 9600\r E) 19200\r F) 38400\rX) EXIT TO MAIN MENU\r"
+
+
+def read(fd, seconds=0.5, size=1 << 30):
+    """What comes in this time, or until so much has come."""
+    data = b""
+    end = time.time() + seconds
+    while (left := end - time.time()) > 0 and len(data) < size:
+        if select.select([fd], [], [], left)[0]:
+            data += os.read(fd, 65536)
+    return data
+
+
+def speed(fd):
+    return termios.tcgetattr(fd)[5]
+
+
+def set_speed(fd, code):
+    settings = termios.tcgetattr(fd)
+    settings[4] = settings[5] = code
+    termios.tcsetattr(fd, termios.TCSANOW, settings)
+
+
+def stamps(data):
+    """In nanoseconds, in order. Throws where the check of one is wrong."""
+    found = re.findall(rb"((\d+)\.(\d{9}),)(..),", data)
+    for text, _, _, check in found:
+        assert functools.reduce(operator.xor, text) == int(check, 16)
+    return [int(seconds + nanoseconds) for _, seconds, nanoseconds, _ in found]
+
+
+def unstamped(data):
+    return re.sub(rb"\d+\.\d{9},..,", b"", data)
+
+
+class LineTest(unittest.TestCase):
+    """The test plays the instrument on a pseudo-terminal, and whoever uses the offered port."""
+
+    def setUp(self):
+        self.instrument, device = pty.openpty()
+        Path("/dev/instrument").symlink_to(os.ttyname(device))
+        self.found = termios.tcgetattr(device)
+        os.close(device)
+        self.driver = Process("sonic-port", "--link", "/dev/ttyS1", "/dev/instrument")
+        self.driver.wait_for("linked as")
+        self.open()
+
+    def open(self):
+        self.user = os.open("/dev/ttyS1", os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
+
+    def test_every_byte_passes_at_once(self):
+        for text in [bytes(range(256)) + b"\r", b"1", b"0\r", MENU, b" 5ABEC ? ", 3000 * b"x"]:
+            os.write(self.instrument, text)
+            self.assertEqual(text, read(self.user, 0.9, len(text)))
+            os.write(self.user, text)
+            self.assertEqual(text, read(self.instrument, 0.9, len(text)))
+
+    def test_stamps_lie_between_sending_and_reading(self):
+        for k in range(96):
+            earliest = time.time_ns()
+            for piece in RECORD[:k % 40 + 1], RECORD[k % 40 + 1:]:
+                os.write(self.instrument, piece)
+                time.sleep(0.015)
+            data = b""
+            while not data.endswith(b"\r"):
+                data += read(self.user, 0.001)
+            (stamp,) = stamps(data)
+            self.assertTrue(earliest <= stamp <= time.time_ns())
+            self.assertEqual(RECORD, unstamped(data))
+
+    def test_user_that_is_gone_at_once(self):
+        os.close(self.user)
+        time.sleep(0.1)
+        self.driver.signal(signal.SIGSTOP)
+        self.open()
+        set_speed(self.user, termios.B38400)
+        os.write(self.user, b"X")
+        os.close(self.user)
+        self.driver.signal(signal.SIGCONT)
+        self.assertEqual(b"X", read(self.instrument, 0.9, 1))
+
+    def test_speed_changes_when_what_was_written_before_has_left(self):
+        for code in [termios.B9600, termios.B4800, termios.B230400, termios.B38400]:
+            set_speed(self.user, code)
+            os.write(self.user, b"X")
+            select.select([self.instrument], [], [])
+            self.assertEqual((code, b"X"), (speed(self.instrument), os.read(self.instrument, 9)))
+
+        keys = 0
+        while select.select([], [self.user], [], 0.2)[1]:
+            keys += os.write(self.user, 1000 * b"X")
+        set_speed(self.user, termios.B9600)
+        time.sleep(0.3)
+        self.assertEqual(termios.B38400, speed(self.instrument))
+        self.assertEqual(keys, len(read(self.instrument)))
+        self.assertEqual(termios.B9600, speed(self.instrument))
+
+    def test_nothing_old_is_read(self):
+        os.close(self.user)
+        time.sleep(0.1)
+        self.send_part()
+        self.open()
+        self.assert_reads_only_the_rest()
+        self.send_part()
+        termios.tcflush(self.user, termios.TCIFLUSH)
+        self.assert_reads_only_the_rest()
+
+    def send_part(self):
+        os.write(self.instrument, 3 * RECORD + RECORD[:10])
+        time.sleep(0.1)
+
+    def assert_reads_only_the_rest(self):
+        self.assertEqual(b"", read(self.user))
+        os.write(self.instrument, RECORD[10:] + RECORD)
+        data = read(self.user)
+        self.assertEqual((1, RECORD[10:] + RECORD), (len(stamps(data)), unstamped(data)))
+
+    def test_whole_lines_are_dropped_when_nobody_reads(self):
+        lines = 60000
+        for _ in range(lines // 50):
+            os.write(self.instrument, 50 * RECORD)
+        self.driver.wait_for("lines dropped, as nobody reads the port: ")
+        data = read(self.user, 2)
+        self.driver.end(signal.SIGTERM)
+        dropped = sum(int(n) for n in re.findall(r"lines dropped.*: (\d+)", self.driver.output))
+        self.assertEqual((lines - dropped) * RECORD, unstamped(data))
+        self.assertGreater(len(data), 1 << 20)
+
+    def test_device_is_taken_and_given_back(self):
+        self.assertNotEqual(self.found, termios.tcgetattr(self.instrument))
+        assert_commands(self, "port_busy.expected")
+        self.assertEqual(0, self.driver.end(signal.SIGINT))
+        self.assertFalse(os.path.lexists("/dev/ttyS1"))
+        self.assertEqual(self.found, termios.tcgetattr(self.instrument))
+
+    def test_starts_that_fail(self):
+        Path("/dev/file").write_text("mine")
+        Path("/dev/other").symlink_to("null")
+        self.driver.end(signal.SIGTERM)
+        assert_commands(self, "port_starts.expected")
+        self.assertEqual("mine", Path("/dev/file").read_text())
+
+
+class Chain(Port):
+    """A port that sonic-port offers, with an instrument on a plain line behind it."""
+
+    def simulator(self, options=""):
+        self.line = f"/dev/instrument{self.name[-1]}"
+        instrument = Process(SIMULATOR, "--raw", "--link", self.line, "--trace", *options.split())
+        instrument.wait_for("linked as")
+        self.driver = Process("sonic-port", "--trace", "--link", self.device, self.line)
+        self.driver.wait_for("linked as")
+        return instrument
+
+
+class ChainTest(DeviceTest):
+
+    def setUp(self):
+        super().setUp()
+        self.port = Chain()
+
+    def lines_of_run(self, count, options=""):
+        """So many lines of a run, as the instrument sends them. The same wind blows each time."""
+        options += " --raw --no-setup --settle 0 --rate 32 --fields 5ABEC --speed max"
+        again = Process(SIMULATOR, "--link", "/dev/again", "--records", count, *options.split())
+        again.wait_for("linked as")
+        line = os.open("/dev/again", os.O_RDWR | os.O_NOCTTY)
+        lines = read(line).decode("latin-1").split("\r")[:-1]
+        os.close(line)
+        again.end(signal.SIGTERM)
+        self.assertEqual(count, len(lines))
+        return lines
+
+    def assert_came(self, sent, errors=()):
+        """Each of these lines is a record in the file and on its topic, or an error in the file."""
+        files = self.port.home.glob("*.young_81000_v.01234")
+        text = "".join(file.read_text("latin-1") for file in files)
+        lines = re.findall("DATA_SONIC\t.*", text)
+        values = [line.split("\t")[3:9] for line in lines]
+        self.assertEqual([line.split()[:6] for line in sent], values)
+        self.assert_heard("/fast", [payload(line) for line in lines])
+        self.assertEqual(list(errors), re.findall("DATAERROR\t(?:.*,..,)?(.*)", text))
+
+    def test_every_setting_wrong(self):
+        self.start("--baud 9600 --rate 20 --averaging 2 --error-handling omit --format nmea "
+                   "--records 100")
+        self.daemon.wait_for("timeout=1")
+        self.interrupt()
+        self.instrument.wait_for("operate mode, 38400 baud, 32 Hz, averaging 0, errors included, "
+                                 "format 5ABEC")
+        self.assert_came(self.lines_of_run(100))
+        trace = self.port.driver.output
+        self.assertEqual(["19200", "9600", "38400"], re.findall("port: (\\d+) baud\n", trace))
+        self.assertGreaterEqual(trace.count(" ms later\n"), 100)
+
+    def test_noise_damaged_and_cut_lines(self):
+        good = self.lines_of_run(40)
+        bad = ["#" + good[0], good[1][:30], good[2][20:], good[3][:-1] + "x", "", "no record",
+               good[4][:20] + "\xff\x80" + good[4][20:]]
+        lines = good[:5]
+        for k, line in enumerate(bad):
+            lines += [line, good[5 + k]]
+        lines += good[5 + len(bad):]
+        (RUN / "lines").write_text("".join(line + "\r" for line in lines), "latin-1", newline="")
+        self.start(f"--replay {RUN}/lines")
+        self.daemon.wait_for("timeout=1")
+        self.interrupt()
+        self.assert_came(good, bad)
+
+    def test_unplugged_and_back(self):
+        self.start()
+        self.daemon.wait_for("set error handling")
+        self.unplug()
+        self.assert_end("/dev/ttyS1 error writing: Input/output error\n"
+                        "|interactive_tx_common: read error\n")
+        self.start("--records 40")
+        self.daemon.wait_for("timeout=1")
+        self.unplug()
+        self.assert_end("TIMEOUT: sampling for young_81000_v\n")
+        self.assert_came(self.lines_of_run(40))
+        self.start()
+        self.daemon.wait_for("baud rate detected: 38400")
+
+    def unplug(self):
+        self.instrument.end(signal.SIGKILL)
+        self.assertEqual(1, self.port.driver.end())
+        self.assertIn("/dev/instrument1 is gone: Input/output error\n", self.port.driver.output)
+
+    def test_two_chains_one_stopped_for_a_while(self):
+        ports = [Chain(1), another_port(2, Chain)]
+        for port, seed in zip(ports, "12"):
+            port.simulator(f"--records 300 --seed {seed}")
+        stopped, other = [port.sonicd() for port in ports]
+        stopped.wait_for("next switch")
+        stopped.signal(signal.SIGSTOP)
+        time.sleep(5)
+        stopped.signal(signal.SIGCONT)
+        for self.port, self.daemon, seed in zip(ports, [stopped, other], "12"):
+            self.daemon.wait_for("timeout=1")
+            self.interrupt()
+            self.assert_came(self.lines_of_run(300, f"--seed {seed}"))
+
+
+if __name__ == "__main__":
+    main()
