@@ -1,0 +1,29 @@
+# shellcheck shell=bash
+# Sourced by the tests of tools, which are called with the path of sonic-records: they run in a
+# private device, in a folder that goes with it. $here is the folder of the tests.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+PATH=$(dirname "$1"):$PATH
+cd "$DEVICE_RUN"
+
+# lines: records' lines with their checks, from lines "SECONDS NANOSECONDS u,v,w,sos,ts,diag".
+lines() {
+  awk 'BEGIN { for (i = 1; i < 128; i++) code[sprintf("%c", i)] = i }
+    {
+      gsub(",", "\t", $3)
+      text = "DATA_SONIC\t" $1 "\t" $2 "\t" $3 "\t"
+      sum = 0
+      for (i = 1; i <= length(text); i++) sum += code[substr(text, i, 1)]
+      printf "%s%3d\n", text, sum % 256
+    }'
+}
+# line SECONDS NANOSECONDS u,v,w,sos,ts,diag
+line() { lines <<<"$*"; }
+# top: the lines that stand at the top of a file.
+top() { head -n 6 "$here/sonic_records.input"; }
+# ends STATUS COMMAND...
+ends() {
+  local status=0
+  "${@:2}" >/dev/null 2>&1 || status=$?
+  ((status == $1)) || { echo "status $status: ${*:2}"; exit 1; }
+}
