@@ -98,6 +98,54 @@ def rows(results):
            percent(absent["client_share"] * RATE * 3600 / absent["records"]), "", None)
     yield ("memory with the queue full / after the broker had all",
            f"{absent['memory_full'] / MIB:.0f} / {absent['memory_after'] / MIB:.0f} MiB", "", None)
+    yield from port_rows(json.loads((results / "port.json").read_text()))
+    yield from reading_rows(json.loads((results / "reading.json").read_text()))
+    yield from archive_rows(json.loads((results / "archive.json").read_text()))
+
+
+def port_rows(port):
+    early, late = port["memory"]
+    yield "**sonic-port**", "", "", None
+    for what, seconds in [("delay of the stamps behind the sending", port["stamps"]),
+                          ("of a program that only reads and takes the time", port["reader"])]:
+        yield (f"{what}, {RATE} Hz over {port['seconds']} s: median / 99 % / worst",
+               " / ".join(f"{s * 1e6:.0f}" for s in seconds) + " µs", "", None)
+    for when, cost in [("in real time", port["live"]), ("at 400 times that", port["paced"])]:
+        yield (f"processor time per record {when}, in turns with `socat`; median of the ratios",
+               *ratio(cost["own"], cost["socat"], 1.3, "socat", cost["ratio"]))
+    yield ("memory (RSS) grown from record 100,000 to 1,000,000",
+           f"{(late - early) / KIB:.0f} KiB", "< 512 KiB", late - early < 512 * KIB)
+
+
+def reading_rows(day):
+    own, pandas, mawk = (day[f"{name}_seconds"] for name in ("records", "pandas", "mawk"))
+    yield f"**A day of files, {day['bytes'] / MIB:.0f} MiB, in turns**", "", "", None
+    yield "sonic-records, to a table", f"{day['bytes'] / own / MIB:,.0f} MiB/s", "", None
+    yield ("pandas' C reader takes", f"{pandas / own:.1f} times as long", "≥ 5 times",
+           pandas >= 5 * own)
+    yield ("mawk, splitting the lines alone, takes", f"{mawk / own:.1f} times as long", "≥ 1 times",
+           mawk >= own)
+    memory, limit = day["records_memory"], 8 * MIB
+    yield ("highest memory of sonic-records", f"{memory / MIB:.1f} MiB", "< 8 MiB", memory < limit)
+    yield ("sonic-plot: time / highest memory",
+           f"{day['plot_seconds']:.1f} s / {day['plot_memory'] / MIB:.0f} MiB", "", None)
+    yield ("sonicd-compress: time a half hour / plain to compressed",
+           f"{day['compress_seconds']:.2f} s / {day['compress_ratio']:.1f}", "", None)
+
+
+def archive_rows(archive):
+    lost, doubled = archive["lost"], archive["doubled"]
+    yield "**The archive: two servers on this machine**", "", "", None
+    yield ("loading a day each of three stations",
+           f"{archive['load_rate']:,.0f} records/s", "", None)
+    yield ("records lost / doubled, one server away and back",
+           f"{lost} / {doubled}", "0 / 0", lost == doubled == 0)
+    yield "disk", f"{archive['bytes_per_row']:.1f} bytes a record", "", None
+    yield (f"a month of one station, {archive['month_rows'] / 1e6:.1f} million records: loading",
+           f"{archive['month_load']:.0f} s", "", None)
+    yield "its half-hour means and fluxes", f"{archive['month_ask']:.1f} s", "", None
+    yield ("the same without `FINAL`, where no record is there twice",
+           f"{archive['month_ask_without_final']:.1f} s", "", None)
 
 
 def ratio(cost, reference, target, name, value=None):

@@ -1,0 +1,83 @@
+"""Reads a day of files with sonic-records, pandas' C reader and mawk in turns, draws and compresses
+it: reading.py DAY RESULT.json"""
+
+import json
+import os
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+TOOLS = Path(os.environ["BENCH_BUILD"]) / "tools"
+ROUNDS = 7
+# The time without the start of Python and its libraries, on whole lines without a check.
+PANDAS = """
+import sys, time
+import pandas
+start = time.perf_counter()
+for path in sys.argv[1:]:
+    pandas.read_csv(path, sep="\\t", header=None, skiprows=5, engine="c")
+print(time.perf_counter() - start)
+"""
+SPLIT = "{ fields += NF } END { print fields }"
+
+
+def seconds(*command):
+    start = time.perf_counter()
+    subprocess.run(command, stdout=subprocess.DEVNULL, check=True)
+    return time.perf_counter() - start
+
+
+def peak_memory(*command):
+    """In bytes, of the command itself, as far as it is seen every few milliseconds."""
+    peak = 0
+    with subprocess.Popen(command, stdout=subprocess.DEVNULL) as process:
+        while process.poll() is None:
+            for line in Path(f"/proc/{process.pid}/status").read_text().splitlines():
+                if line.startswith("VmHWM:"):
+                    peak = max(peak, int(line.split()[1]) * 1024)
+            time.sleep(0.003)
+    if process.returncode:
+        raise RuntimeError(f"{command} ended with {process.returncode}")
+    return peak
+
+
+def readers(files):
+    rounds = []
+    for _ in range(ROUNDS):
+        pandas = subprocess.run(["/usr/bin/python3", "-c", PANDAS, *files], stdout=subprocess.PIPE,
+                                check=True)
+        rounds.append((seconds(TOOLS / "sonic-records", *files),
+                       seconds("mawk", "-F\t", SPLIT, *files), float(pandas.stdout)))
+    own, mawk, pandas = (statistics.median(times) for times in zip(*rounds))
+    return {"records_seconds": own, "mawk_seconds": mawk, "pandas_seconds": pandas,
+            "records_memory": peak_memory(TOOLS / "sonic-records", *files)}
+
+
+def plots(files):
+    with tempfile.TemporaryDirectory() as folder:
+        command = [TOOLS / "sonic-plot", "-o", Path(folder) / "day.png", *files]
+        start = time.perf_counter()
+        memory = peak_memory(*command)
+        return {"plot_seconds": time.perf_counter() - start, "plot_memory": memory}
+
+
+def compression(files):
+    with tempfile.TemporaryDirectory() as folder:
+        for path in files:
+            os.utime(shutil.copy(path, folder), (0, 0))  # long ago
+        took = seconds(TOOLS / "sonicd-compress", folder)
+        copies = list(Path(folder).glob("*.zst"))
+        plain = sum(os.path.getsize(path) for path in files[:-1])  # the newest stays
+        return {"compress_seconds": took / len(copies),
+                "compress_ratio": plain / sum(path.stat().st_size for path in copies)}
+
+
+if __name__ == "__main__":
+    day = sorted(str(path) for path in Path(sys.argv[1]).iterdir())
+    result = {"bytes": sum(os.path.getsize(path) for path in day),
+              **readers(day), **plots(day), **compression(day)}
+    Path(sys.argv[2]).write_text(json.dumps(result, indent=2) + "\n")
