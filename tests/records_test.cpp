@@ -1,9 +1,12 @@
-#include "records/text.h"
+// Records and their text: splitting, patterns, check bytes, the record line.
 
 #include <gtest/gtest.h>
 
 #include "cases.h"
 #include "records/checksum.h"
+#include "records/dump.h"
+#include "records/text.h"
+#include "records/young_81000_record.h"
 
 namespace sonic {
 
@@ -35,7 +38,7 @@ void match(Serial&, const std::string& texts, bool) {
 
 const regex NUMBER("[0-9]+");
 
-const Calls CALLS = {
+const Calls TEXT_CALLS = {
     {"split", split_at_commas},
     {"trim", shown(trim)},
     {"collapse", shown(text_collapse_whitespace_to_space)},
@@ -51,11 +54,33 @@ const Calls CALLS = {
     {"csat3b", shown(csat3b_checksum)},
 };
 
+void extract(Serial&, const std::string& line, bool verbose) {
+  const parsed_data r = young_81000_extract(line, young_81000_record_parser, verbose);
+  if (!r.valid) return;
+  std::cout << "= ts='" << r.ts << "' sec=" << r.sec << " nsec=" << r.nsec << " raw='" << r.raw
+            << "' data='" << r.data << "' checks=" << std::hex << r.ts_checksum << ' ' << r.checksum
+            << std::dec << std::endl;
+}
+
+void printable(Serial&, const std::string& text, bool verbose) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  const auto length = static_cast<unsigned int>(text.size());
+  print(young_81000_extractor(bytes, length, verbose));
+}
+
+void dump_text(Serial&, const std::string& text, bool) {
+  dump(text.data(), static_cast<int>(text.size()));
+}
+
 }  // namespace
 
-TEST(TextTest, Cases) { play("text", CALLS); }
+TEST(RecordTest, TextCases) { play("text", TEXT_CALLS); }
 
-TEST(RegexTest, AnyOfSeveralPatternsMatches) {
+TEST(RecordTest, RecordCases) {
+  play("records", {{"extract", extract}, {"printable", printable}, {"dump", dump_text}});
+}
+
+TEST(RecordTest, AnyOfSeveralPatternsMatches) {
   EXPECT_FALSE(re({}).is_match("a"));
   EXPECT_TRUE(re({"x", "a"}).is_match("a"));
 }
