@@ -11,23 +11,16 @@
 #include "output/data_header.h"
 #include "output/json_record.h"
 #include "output/sonic_info.h"
+#include "recorded_calls.h"
 #include "support.h"
 
 namespace sonic {
 
 namespace {
 
-class OutputTest : public ::testing::Test {
- protected:
-  OutputTest() : _folder(mkdtemp(_template)) {}
-  ~OutputTest() override { EXPECT_EQ(0, system(("rm -r " + _folder).c_str())); }
+using OutputTest = HomeTest;
 
-  std::string path(const std::string& name) const { return _folder + "/" + name; }
-
- private:
-  char _template[32] = "/tmp/sonicd-test.XXXXXX";
-  const std::string _folder;
-};
+std::string path(const std::string& name) { return home_folder + "/" + name; }
 
 }  // namespace
 
@@ -60,28 +53,21 @@ TEST_F(OutputTest, ALineThatDoesNotFitIsAnError) {
   setrlimit(RLIMIT_FSIZE, &before);
 }
 
-TEST_F(OutputTest, HeadersNameTheColumns) {
-  EXPECT_EQ("DATA_SONICH\tSECONDS\tNANOSECONDS\tu\tv\tw\tts\tdiag\tchk",
-            data_header_t().header("x"));
-  struct : data_header_t {
-    std::string header(const std::string&) { return "own"; }  // of another instrument
-  } own;
-  data_header_t& header = own;
-  EXPECT_EQ("own", header.header("x"));
-}
-
 TEST_F(OutputTest, Cases) {
   const auto json = [](Serial&, const std::string& texts, bool) {
     const size_t end = texts.find(" | ");
     print(s2json(texts.substr(0, end), texts.substr(end + 3), ','));
   };
-  const auto serial_number = [this](Serial&, const std::string& configuration, bool) {
+  const auto header = [](Serial&, const std::string& record, bool) {
+    print(data_header_t().header(record));
+  };
+  const auto serial_number = [](Serial&, const std::string& configuration, bool) {
     std::ofstream(path("config.json")) << configuration;
     config_map_t info = {{"serial_number", "unknown"}};
     sonic_info_update(info, {"serial_number"}, path("config.json"));
     print(info.at("serial_number"));
   };
-  play("output", {{"json", json}, {"serial_number", serial_number}});
+  play("output", {{"json", json}, {"header", header}, {"serial_number", serial_number}});
 }
 
 TEST_F(OutputTest, InformationFileReplacesWhatAKilledProgramLeft) {

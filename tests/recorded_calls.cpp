@@ -6,6 +6,7 @@
 #include <syslog.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <iostream>
 
 #include "app/configuration.h"
@@ -15,6 +16,16 @@ namespace sonic {
 std::map<std::string, int> call_results;
 std::string home_folder;
 void (*on_connect)(mosquitto* client, void* object, int code);
+
+HomeTest::HomeTest() {
+  char folder[] = "/tmp/sonicd-test.XXXXXX";
+  home_folder = mkdtemp(folder);
+}
+
+HomeTest::~HomeTest() {
+  std::filesystem::remove_all(home_folder);
+  home_folder.clear();
+}
 
 namespace {
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <map>
 #include <string>
 
@@ -15,6 +17,13 @@ extern std::map<std::string, int> call_results;
 
 /// The folder in which the files of the device's home directory really are opened.
 extern std::string home_folder;
+
+/// A test that has such a folder of its own.
+class HomeTest : public ::testing::Test {
+ protected:
+  HomeTest();
+  ~HomeTest() override;
+};
 
 /// What the client's library calls when it is connected, or is not.
 extern void (*on_connect)(mosquitto* client, void* object, int code);

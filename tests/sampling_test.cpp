@@ -15,18 +15,6 @@ namespace sonic {
 
 namespace {
 
-class SamplingTest : public ::testing::Test {
- protected:
-  SamplingTest() { home_folder = mkdtemp(_template); }
-  ~SamplingTest() override {
-    std::filesystem::remove_all(home_folder);
-    home_folder.clear();
-  }
-
- private:
-  char _template[32] = "/tmp/sonicd-test.XXXXXX";
-};
-
 /// The identity of the instrument is a letter each.
 void sample(Serial& port, const std::string& iterations, bool verbose) {
   const config_map_t settings = {{"console_only", "0"},
@@ -61,6 +49,8 @@ std::set<std::filesystem::path> files_in(const std::string& folder) {
 constexpr size_t PIECES[] = {1, 7, 64, 150, 199, 3};  // bytes that arrive at once
 
 }  // namespace
+
+using SamplingTest = HomeTest;
 
 TEST_F(SamplingTest, Cases) { play("sampling", {{"sample", sample}}); }
 
