@@ -108,7 +108,7 @@ TEST(DialogueTest, DetectionIsInterruptedAtAnyMomentWithinTheNextWait) {
     const auto detect_all = [](Serial& port) { detect(port, "", false); };
     const std::string seen = transcript({{moment, INTERRUPT}}, detect_all);
     EXPECT_NE(std::string::npos, seen.find("! autobaud: terminated by user\n"));
-    EXPECT_LE(duration(seen), moment + 4500) << seen;
+    EXPECT_LE(end_of_transcript, moment + 4500) << seen;
   }
 }
 

@@ -19,13 +19,6 @@ bool has_speed(const std::string& path, unsigned int rate) {
   return system(("test $(stty -F " + path + " speed) = " + std::to_string(rate)).c_str()) == 0;
 }
 
-/// The lowest that is free.
-int next_descriptor() {
-  const int fd = open("/dev/null", O_RDONLY);
-  close(fd);
-  return fd;
-}
-
 }  // namespace
 
 TEST(SerialTest, OpensRawAtItsRateAndOnlyOnce) {
@@ -94,11 +87,11 @@ TEST(SerialTest, NamesThePortInEveryFailure) {
 TEST(SerialTest, LeavesNothingOpen) {
   const PseudoTerminal pty("", 38400);
   Printed printed;
-  const int before = next_descriptor();
+  const auto before = open_files();
   EXPECT_NE("nothing thrown", thrown_by([] { Serial("/dev/null", 9600, true); }));
-  EXPECT_EQ(before, next_descriptor());
+  EXPECT_EQ(before, open_files());
   { Serial(pty.path(), 9600, true); }
-  EXPECT_EQ(before, next_descriptor());
+  EXPECT_EQ(before, open_files());
 }
 
 }  // namespace sonic

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -34,6 +35,12 @@ std::string thrown_by(Action action) {
 inline std::string content(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// How many files this process has open.
+inline auto open_files() {
+  const std::filesystem::directory_iterator files("/proc/self/fd"), end;
+  return std::distance(files, end);
 }
 
 /// `text` without its parts from `start` through `end`.

@@ -14,6 +14,8 @@
 
 namespace sonic {
 
+int end_of_transcript;
+
 namespace {
 
 constexpr int FOR_EVER = 600'000;  // longer than anything that ends by itself
@@ -112,19 +114,11 @@ std::string transcript(const Script& script, const Program& program, const Answe
   current = &port;
   const std::string outcome = thrown_by([&] { program(serial); });
   current = nullptr;
+  end_of_transcript = port.now;
   terminator = 0;
   if (outcome != "nothing thrown") std::cout << "! " << outcome << std::endl;
   if (!port.arrived.empty()) std::cout << port.arrived.size() << " unread" << std::endl;
   return printed.text();
-}
-
-int duration(const std::string& transcript) {
-  int sum = 0;
-  for (size_t end = 0; (end = transcript.find("ms", end)) != std::string::npos; ++end) {
-    const size_t start = transcript.find_last_not_of("0123456789", end - 1) + 1;
-    if (start != end) sum += std::stoi(transcript.substr(start, end - start));
-  }
-  return sum;
 }
 
 }  // namespace sonic

@@ -40,8 +40,8 @@ using Answer = std::function<std::string(char key)>;
 /// At the end "! " and what it throws, and how many bytes it has left unread.
 std::string transcript(const Script& script, const Program& program, const Answer& answer = {});
 
-/// Milliseconds that a transcript took.
-int duration(const std::string& transcript);
+/// When the last transcript ended, in milliseconds since its start.
+extern int end_of_transcript;
 
 /// Prints what is notified.
 class PrintingNotifier : public Notifier {
