@@ -17,7 +17,6 @@ Process("any", "other", "program") start more.
 import os
 import pwd
 import re
-import shlex
 import shutil
 import signal
 import subprocess
@@ -120,16 +119,6 @@ class Subscriber(Process):
         start = f"q1 r1 {topic}|"
         self.wait_for("\n" + start, count)
         return [line[len(start):] for line in self.output.split("\n") if line.startswith(start)]
-
-
-def assert_commands(test, file):
-    """The commands in the file beside the tests print what it says and end with such a status."""
-    for case in Path(__file__).with_name(file).read_text().split("$ ")[1:]:
-        command, expected = case.split("\n", 1)
-        with test.subTest(command):
-            run = Process(*shlex.split(command))
-            status = run.end()
-            test.assertEqual(expected, f"{run.output}status {status}\n")
 
 
 class Port:

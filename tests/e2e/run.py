@@ -67,16 +67,6 @@ class RunTest(DeviceTest):
         self.assert_heard("", [])
         self.assert_heard("/fast", [])
 
-    def test_starts_that_end_at_once(self):
-        assert_commands(self, "starts.expected")
-        self.assertEqual("", self.port.attribute.read_text())
-
-    def test_no_user(self):
-        nobody = RUN / "passwd-without-qelta"
-        nobody.write_text("root:x:0:0::/root:/bin/sh\n")
-        subprocess.run(["mount", "--bind", nobody, "/etc/passwd"], check=True)
-        assert_commands(self, "no_user.expected")
-
 
 if __name__ == "__main__":
     main()

@@ -1,9 +1,10 @@
 # shellcheck shell=bash
-# Sourced by the tests of tools, which are called with the path of sonic-records: they run in a
-# private device, in a folder that goes with it. $here is the folder of the tests.
+# Sourced by tests that are called with the build folder: they run in a private device, in a folder
+# that goes with it, and find all programs. $here is the folder of this file.
 set -euo pipefail
-here=$(cd "$(dirname "$0")" && pwd)
-PATH=$(dirname "$1"):$PATH
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+PATH=$1/src:$1/port:$1/simulator:$1/tools:$1/bench:$PATH
+export PYTHONDONTWRITEBYTECODE=1
 cd "$DEVICE_RUN"
 
 # lines: records' lines with their checks, from lines "SECONDS NANOSECONDS u,v,w,sos,ts,diag".
@@ -19,6 +20,8 @@ lines() {
 }
 # line SECONDS NANOSECONDS u,v,w,sos,ts,diag
 line() { lines <<<"$*"; }
+# at SECONDS.NANOSECONDS...: good records of these times.
+at() { for time; do line "${time/./ }" 1.0,1.0,1.0,1.0,1.0,0; done; }
 # top: the lines that stand at the top of a file.
 top() { head -n 6 "$here/sonic_records.input"; }
 # ends STATUS COMMAND...
