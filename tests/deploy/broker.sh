@@ -10,12 +10,12 @@ printf '%s\n' "user root" "include_dir /etc/mosquitto/conf.d" >/etc/mosquitto/mo
 cp 00-sonicd.conf sonicd.conf /etc/mosquitto/conf.d
 mosquitto_passwd -b -c /etc/mosquitto/network.passwd reader secret
 echo 'pattern read #' >/etc/mosquitto/network.acl
-openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -out /etc/mosquitto/certs/network.crt \
-  -keyout /etc/mosquitto/certs/network.key 2>/dev/null
+openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=broker -addext subjectAltName=IP:::1 \
+  -out /etc/mosquitto/certs/network.crt -keyout /etc/mosquitto/certs/network.key 2>/dev/null
 
 on_device() { "mosquitto_$1" -h ::1 -q 1 "${@:2}"; }
 on_network() {
-  "mosquitto_$1" -h localhost -p 8883 --cafile /etc/mosquitto/certs/network.crt -q 1 "${@:2}"
+  "mosquitto_$1" -h ::1 -p 8883 --cafile /etc/mosquitto/certs/network.crt -q 1 "${@:2}"
 }
 refused() { if "$@"; then exit 1; fi; }
 listening() { (: >"/dev/tcp/::1/$1") 2>/dev/null; }
