@@ -96,11 +96,14 @@ extern "C" {
 int __real_open(const char* path, int flags, ...);
 int __real_setpriority(__priority_which_t which, id_t who, int value);
 
-int __wrap_open(const char* path, int flags, ...) {
+int __wrap_open(const char* path, int flags, mode_t mode) {
   const std::string& home = sonic::COMMON_OUTPUT_DATA_PATH;
   std::string there = path;
-  if (there.rfind(home, 0) == 0) there.replace(0, home.size(), sonic::home_folder);
-  return __real_open(there.c_str(), flags, 0755);
+  if (there.rfind(home, 0) == 0) {
+    there.replace(0, home.size(), sonic::home_folder);
+    std::cout << std::oct << "open " << flags << ' ' << mode << std::dec << std::endl;
+  }
+  return __real_open(there.c_str(), flags, mode);
 }
 
 int __wrap_setpriority(__priority_which_t which, id_t who, int value) {

@@ -161,7 +161,12 @@ ssize_t __wrap_read(int fd, void* block, size_t length) {
 }
 
 ssize_t __wrap_write(int fd, const void* bytes, size_t length) {
-  if (current == nullptr || fd != current->fd) return __real_write(fd, bytes, length);
+  if (current == nullptr) return __real_write(fd, bytes, length);
+  if (fd != current->fd) {
+    const std::string text(static_cast<const char*>(bytes), length);
+    if (text != "\n") sonic::note("+" + text.substr(0, text.find('\t')));
+    return __real_write(fd, bytes, length);
+  }
   current->pass_time(0, false);
   if (current->hung_up) return sonic::failed(EIO);
   if (std::exchange(current->full, false)) return sonic::failed(EAGAIN);

@@ -102,6 +102,9 @@ class ProcessTest(DeviceTest):
 
     def test_interrupted_in_the_set_up(self):
         self.start()
+        self.daemon.wait_for("Read !!!!!")
+        self.interrupt("autobaud: terminated by user\n")
+        self.daemon = self.port.sonicd()
         self.daemon.wait_for("set output format")
         self.interrupt("interactive_(rx|tx_common): terminated by user\n"
                        "|interactive_tx_common: read error\n")

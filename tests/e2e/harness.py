@@ -53,7 +53,8 @@ class Process:
         self.command = [str(c) for c in command]
         self.pieces = []
         self.popen = subprocess.Popen(self.command, stdin=subprocess.DEVNULL,
-                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                      start_new_session=True)  # as a supervisor starts it
         self.pid = self.popen.pid
         self.reader = threading.Thread(target=self._collect, daemon=True)
         self.reader.start()
