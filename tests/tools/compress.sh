@@ -1,7 +1,6 @@
 #!/bin/bash
 # What is compressed, what is left alone, and what is there whenever it is killed.
 . "$(dirname "$0")/setup.sh"
-room=$here/../../deploy/sonicd-room
 first=1700001000.sonic.1
 newest=1700002800.sonic.1
 
@@ -74,25 +73,3 @@ line 1700001000 5 1.00,1.00,1.00,343.21,20.00,0 | zstd -q >data/$first.zst
 sonicd-compress data >/dev/null
 holds 1700001000.sonic.1.2.zst $first.zst $newest
 [[ $(sonic-records data/*.zst | wc -l) == 4 ]]
-
-# What cannot be written leaves the plain file: a disk that is full.
-mkdir full
-mount -t tmpfs -o size=40k tmpfs full
-cat <(head -c 30000 half_hour) <(head -c 8000 /dev/urandom) >full/$first
-touch -d '2 hours ago' full/{$first,$newest}
-ends 1 sonicd-compress full
-[[ $(cd full && ls -A) == $first$'\n'$newest ]]
-ends 2 sonicd-compress
-ends 1 sonicd-compress missing
-
-# A warning for a disk that has room for nine days and for a full one, where nothing comes, none when
-# it has room for ninety.
-rm full/*
-mount -o remount,size=10M full
-head -c 1M /dev/zero >full/$newest
-"$room" full | grep -q "room for 9 days of data left"
-truncate -s 100K full/$newest
-[[ -z $("$room" full) ]]
-rm full/$newest
-head -c 20M /dev/zero >full/other 2>/dev/null || true
-"$room" full | grep -q "room for 0 days of data left"

@@ -24,9 +24,3 @@ line() { lines <<<"$*"; }
 at() { for time; do line "${time/./ }" 1.0,1.0,1.0,1.0,1.0,0; done; }
 # top: the lines that stand at the top of a file.
 top() { head -n 6 "$here/sonic_records.input"; }
-# ends STATUS COMMAND...
-ends() {
-  local status=0
-  "${@:2}" >/dev/null 2>&1 || status=$?
-  ((status == $1)) || { echo "status $status: ${*:2}"; exit 1; }
-}
