@@ -53,6 +53,8 @@ Relay::Relay(const Options& options, Log log)
       speed_(speed_code(FIRST_BAUD).value()),
       told_(Clock::now() - BETWEEN_COMPLAINTS) {}
 
+Relay::~Relay() { tell_dropped(Clock::duration::zero()); }
+
 void Relay::run(int stop) {
   for (;;) {
     const bool full = !keys_.empty();  // the device has no room for what came before
@@ -75,7 +77,6 @@ void Relay::run(int stop) {
     hand_over();
     tell_dropped(BETWEEN_COMPLAINTS);
   }
-  tell_dropped(Clock::duration::zero());
 }
 
 /// Until the hold is over, the port's settings are to be looked at again, or a change of speed is

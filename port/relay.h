@@ -21,6 +21,8 @@ class Relay {
 
   /// Takes the device and makes the offered port. Throws std::runtime_error, as run() does.
   Relay(const Options& options, Log log);
+  /// Tells of the lines dropped since the last time.
+  ~Relay();
 
   /// Of the offered port, such as "/dev/pts/3".
   const std::string& path() const { return port_.path(); }
