@@ -29,8 +29,8 @@ class logging {
   /// Closes the current file and opens `name`. After a failure no file is open.
   void new_log(const std::string& name);
 
-  /// Writes `text`, and a line feed if `newline` (always, in console-only mode). Throws when no
-  /// file is open.
+  /// Writes `text`, and a line feed if `newline`; throws when no file is open. In console-only mode
+  /// it prints both, whatever `newline` says.
   void log(const std::string& text, bool newline);
   /// Writes the bytes as they are. Without an open file, and so in console-only mode, the write is
   /// tried all the same and throws.

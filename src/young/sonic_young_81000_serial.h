@@ -17,8 +17,9 @@ class sonic_young_81000_serial {
   /// Opens and powers the port named by the settings "dev_port" and "port" and finds the
   /// instrument's baud rate among `baud_rates`. Takes 74 s on a silent line.
   /// `notifier` and `p` must outlive this object. Throws what the port, the privileges and
-  /// detection throw, and std::out_of_range ("map::at") for a missing setting. The power is then
-  /// switched off as the device user, who must be allowed to write the line's value file.
+  /// detection throw, and std::out_of_range ("map::at") for a missing setting. After a detection
+  /// that throws, the power is switched off as the device user, who must be allowed to write the
+  /// line's value file.
   sonic_young_81000_serial(Notifier& notifier, const config_map_t& config, Priviledges& p,
                            const std::vector<unsigned int>& baud_rates, const re& matches,
                            bool verbose);

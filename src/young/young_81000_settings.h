@@ -31,12 +31,12 @@ extern const regex re_output_rate;
 extern const regex re_averaging;
 
 /// The short configuration: model, version, serial number and settings as the instrument words
-/// them. Ends before the first binary byte; may be partial or empty.
+/// them. A page with a binary byte amid its text is left out; may be partial or empty.
 std::string young_81000_get_info(Serial& port, bool verbose);
 /// What follows "VERSION " in a short configuration, to its last line feed; "" without one.
 std::string young_81000_get_firmware_version(const std::string& info);
 
-/// Returns the instrument to its top menu also when the page does not show the rate, which throws.
+/// Returns the instrument to its top menu also when its baud-rate page has no number, which throws.
 unsigned int young_81000_get_baud_rate(Serial& port, bool verbose);
 /// Changes the instrument's rate and the port's, unless the instrument shows that rate already.
 void young_81000_set_baud_rate(Serial& port, unsigned int rate, bool verbose);
