@@ -17,31 +17,35 @@ fresh() {
   rm -rf data
   mkdir data
   cp half_hour data/$first
+  chmod 600 data/$first
   touch data/$newest
   touch -d '2 hours ago' data/*
 }
 # holds FILE...: no other files are there. Nothing that it starts may outlive it with file 3.
 holds() { [[ $(ls -A data) == "$(printf '%s\n' "$@")" ]] || { ls -A data; exit 1; }; }
-# The first is compressed, with all that was in it.
+# The first is compressed, with all that was in it, and has its age and rights.
 is_compressed() {
   holds $first.zst $newest
   zstd -dcq data/$first.zst | cmp half_hour -
+  [[ $(find data -name '*.zst' -perm 600 -mmin +60) ]]
 }
 
 # Left alone: the newest of each instrument, one written to of late, one that is open for writing,
-# and what is no half hour.
+# and what is no half hour: by its time, by what is in it, or for being a link.
 fresh
-others=(1700001000.sonic.2 1700001001.sonic.1 $newest 1700004600.sonic.1 config.json)
+others=(1700001000.sonic.2 1700001001.sonic.1 $newest 1700004600.sonic.1 99999999999999999999.sonic.1
+  config.json)
 for file in "${others[@]}"; do cp half_hour "data/$file"; done
 echo picture >data/1699999200.sonic.1
 touch -d '2 hours ago' data/*
-touch data/$newest  # not the newest of its instrument now
+touch -d '59 minutes ago' data/$newest  # not the newest of its instrument now
+ln -s $first data/1699997400.sonic.1
 exec 3>>data/$first
 sonicd-compress data | grep -q "being written to"
-holds 1699999200.sonic.1 $first "${others[@]}"
+holds 1699997400.sonic.1 1699999200.sonic.1 $first "${others[@]}"
 exec 3>&-
 sonicd-compress data >/dev/null
-holds 1699999200.sonic.1 $first.zst "${others[@]}"
+holds 1699997400.sonic.1 1699999200.sonic.1 $first.zst "${others[@]}"
 
 # Killed at any moment: each record is there, once, and the next run ends the work.
 for round in {1..60}; do
@@ -57,8 +61,12 @@ for round in {1..60}; do
   is_compressed
 done
 
-# Copies that are there already: the beginning, one that cannot be read, and one of other records,
+# Copies that are there already: one that was never finished, the beginning, one that cannot be read, and one of other records,
 # from before the clock was set back.
+fresh
+touch data/.$first.zst.part
+sonicd-compress data >/dev/null
+is_compressed
 fresh
 head -n 9 half_hour | zstd -qc >data/$first.zst
 sonicd-compress data >/dev/null
