@@ -215,14 +215,14 @@ class LiveTest(DeviceTest):
             const visitor = mqtt.connect(`ws://${location.host}`, {username: 'admin', will});
             window.heard = [];
             visitor.on('message', (topic) => heard.push(topic));
-            visitor.subscribe(['#', '$SYS/#', 'secret']);
+            visitor.subscribe(['#', '$SYS/#'], {qos: 1}, (_, [to]) => heard.push(to.qos));
             for (const topic of ['visitor', '/home/qelta/device/port/1/status']) {
-              visitor.publish(topic, 'was here', {qos: 1, retain: true}, () => heard.push('sent'));
+              visitor.publish(topic, 'was here', {retain: true}, () => heard.push('sent'));
             }""")
-        wait_until(lambda: self.page.script("return heard.length") == 2)
+        wait_until(lambda: self.page.script("return heard.length") == 3)
         publish(self.port.topic, "seen", "seen")
-        wait_until(lambda: self.page.script("return heard.length") >= 4)
-        self.assertEqual({"sent", self.port.topic}, set(self.page.script("return heard")))
+        wait_until(lambda: self.page.script("return heard.length") >= 5)
+        self.assertEqual({"sent", 0, self.port.topic}, set(self.page.script("return heard")))
         heard.wait_for("seen", 2)
         self.assertNotIn("was here", heard.output)
 
