@@ -3,7 +3,7 @@
 
 const WINDOW_SECONDS = 600;
 const VALUES = ['u', 'v', 'w', 'sos', 'ts', 'diag'];
-const LAST_DATE = 8.64e12;  // beyond it, a browser's dates end
+const LAST_DATE = 253402300799;  // the end of 9999: later dates look otherwise, or are none
 
 /// The record in a message, or null if there is none. The program passes on what the instrument
 /// wrote, so a value that is missing makes text that is no JSON; and anybody on the device may
