@@ -20,6 +20,11 @@ function formatClock(seconds) {
   return formatTime(seconds).slice(11, 19);
 }
 
+/// 3.531 s
+function formatSpan(seconds) {
+  return `${Number(seconds.toFixed(3))} s`;
+}
+
 /// 14 s, 3 min 5 s, 2 h 10 min, 5 d 3 h
 function formatAge(milliseconds) {
   const seconds = Math.max(0, Math.floor(milliseconds / 1000));

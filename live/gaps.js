@@ -6,6 +6,7 @@ const ENOUGH_INTERVALS = 8;
 const GAP = 1.75;  // of the usual interval: time stamps are not quite even
 const SETTLED = 5;  // after so many intervals a record that was only stamped late is made up for
 const NEW_START_SECONDS = 2;  // after so long the instrument may come back at another rate
+const BURST_SECONDS = 1 / 64;  // closer together than at any rate: they were held up
 
 class Gaps {
   /// `onGap({from, to, missed})` is told of each gap; `missed` is 0 where it is not known how many.
@@ -25,9 +26,8 @@ class Gaps {
     if (this.late) this.settle(from, interval, long || deaf);
     if (long && deaf) this.found(from, to, 0);
     else if (long) this.late = {from, to, usual, intervals: 1};
-    const inBurst = this.late && interval < usual / 2;
     if (long && interval > NEW_START_SECONDS) this.intervals.length = 0;
-    else if (!deaf && !inBurst) this.intervals.push(interval);
+    else if (!deaf && interval > BURST_SECONDS) this.intervals.push(interval);
     if (this.intervals.length > INTERVALS) this.intervals.shift();
   }
 
@@ -36,7 +36,7 @@ class Gaps {
   settle(time, interval, atOnce) {
     const {from, to, usual, intervals} = this.late;
     const isNewStart = to - from > NEW_START_SECONDS;
-    if (!atOnce && (interval < usual / 2 || (intervals < SETTLED && !isNewStart))) {
+    if (!atOnce && (interval < BURST_SECONDS || (intervals < SETTLED && !isNewStart))) {
       this.late.intervals++;
       return;
     }

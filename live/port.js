@@ -63,7 +63,7 @@ class Port {
     const last = this.heardLast;
     if (last && record.time <= last.time) {
       if (this.window.has(record.time)) return;
-      this.onEvent(`Record time went back by ${formatAge((last.time - record.time) * 1000)}`);
+      this.onEvent(`Record time went back by ${formatSpan(last.time - record.time)}`);
       this.window.clear();
       this.gaps = this.newGaps();
     } else if (last) {
@@ -82,9 +82,9 @@ class Port {
 
   describe({from, to, missed}) {
     const count =
-      this.deaf ? 'this page did not listen' :
-      missed ? `${missed} record${missed === 1 ? '' : 's'} missed` : 'records missed';
-    return `Gap of ${Number((to - from).toFixed(3))} s after ${formatTime(from)}: ${count}`;
+      missed ? `${missed} record${missed === 1 ? '' : 's'} missed` :
+      this.deaf ? 'this page did not listen' : 'records missed';
+    return `Gap of ${formatSpan(to - from)} after ${formatTime(from)}: ${count}`;
   }
 
   /// Whether data come, decided by nothing but records.

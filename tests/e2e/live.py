@@ -116,7 +116,6 @@ class LiveTest(DeviceTest):
         time.sleep(SOON)  # so that only a new record makes the page say that data come
         self.broker = Broker(CONFIGURATION)
         self.assert_says("state", "^Data come$")
-        self.assertIn("Connected", self.page.text("#connection"))
 
         self.daemon.end(signal.SIGKILL)
         self.assert_says("state", "^No data; last record [23] s ago$", seconds=SOON)
@@ -193,17 +192,16 @@ class LiveTest(DeviceTest):
         fields = self.page.fields()
         self.assertEqual(["3.00", "-4.00", "5.00", "307°"],
                          [fields[name] for name in ("u", "v", "speed", "angle")])
-        tenths = [k for k in range(60) if k not in (20, 21)]
-        held_up = [47.5 + k / 100 if 30 <= k < 48 else k for k in tenths]
+        # Ten a second, two missed, some held up, a pause, and on at 32 a second.
+        tenths = [51.4 + k / 100 if 30 <= k < 52 else k for k in range(61) if k not in (20, 21)]
         publish(topic + "/fast", *[RECORD % divmod((START + 1) * 10**9 + round(t * 10**8), 10**9)
-                                   for t in held_up])
-        self.assert_says("missed", "^2$")
-        self.assert_says("time", "22:46:46.900$")
-        self.assertEqual(1, self.page.text("#events").count(" missed"))
+                                   for t in [*tenths, 100, 100.3125]])
+        self.assert_says("time", "22:46:51.031$")
+        self.assertEqual(["4", "0.3"], re.findall("Gap of ([0-9.]*)", self.page.text("#events")))
+        self.assert_says("missed", "^41$")
         publish(topic + "/fast", RECORD.replace('"u" : 3.00', '"u" : null') % (START - 9, 0))
-        self.assert_says("u", "^–$")
         self.assert_says("speed", "^–$")
-        self.assertIn("Record time went back by 15 s", self.page.text("#events"))
+        self.assertIn("Record time went back by 20.031 s", self.page.text("#events"))
 
     def test_visitor(self):
         """Who comes to the page's listener may read the ports' topics and the page's files."""
