@@ -13,6 +13,7 @@ class Port {
     this.window = new RecordWindow();
     this.gaps = this.newGaps();
     this.rates = new Rates();
+    this.kept = {};          // by topic, the time of the record that the broker had kept
     this.record = null;      // the latest that is known
     this.heardAt = null;     // when it came; null if it is older than the connection
     this.heardLast = null;   // the latest that came while this page listened
@@ -41,11 +42,12 @@ class Port {
       this.unreadable++;
       this.unreadableText = text;
     } else if (kept) {
+      this.kept[subtopic] = record.time;
       if (this.record === null || record.time > this.record.time) {
         this.record = record;
         this.heardAt = null;
       }
-    } else {
+    } else if (record.time !== this.kept[subtopic]) {  // a bridge may send that once more
       this.handleRecord(record, now);
     }
   }

@@ -142,10 +142,9 @@ class LiveTest(DeviceTest):
                 (file,) = port.home.glob("*.young_81000_v.*")
                 lines = [line.split("\t") for line in
                          re.findall("DATA_SONIC\t(.*)\t", file.read_text("latin-1"))]
-                last = dict(zip(COLUMNS[1:], lines[-1]))
+                last = dict(zip(COLUMNS[3:], lines[-1][2:]))
                 last["speed"] = "%.2f" % (float(last["u"]) ** 2 + float(last["v"]) ** 2) ** 0.5
                 last["missed"] = "0"
-                del last["SECONDS"], last["NANOSECONDS"]
                 fields = self.page.fields(number)
                 self.assertEqual(last, {name: fields[name] for name in last})
                 table = [[float(field) for field in line] for line in lines]
@@ -252,8 +251,10 @@ class LiveTest(DeviceTest):
         self.assertEqual(["mast-07", "Port 1", "Port 4", "mast-08", "Port 1"],
                          [title.text for title in titles])
 
-        publish("mast-08/home/qelta/device/port/1", *[RECORD % (START + k, 0) for k in range(9)])
+        publish("mast-07/home/qelta/device/port/1", RECORD % (START, 0))  # once more what was kept
+        publish("mast-08/home/qelta/device/port/1", *[RECORD % (START + k, 0) for k in range(1, 9)])
         self.assert_says("state", "^Data come", 1, "mast-08")
+        self.assertNotEqual("Data come", self.page.fields(1, "mast-07")["state"])
         strips = self.page.card(1, "mast-08").find_element(By.CLASS_NAME, "strips")
         self.page.script("arguments[0].scrollIntoView()", strips)
         wait_until(lambda: len(strips.find_elements(By.TAG_NAME, "canvas")) == 4)
