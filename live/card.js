@@ -4,7 +4,7 @@
 const CLOCKS_DIFFER_SECONDS = 5;
 
 class Card {
-  /// `onChange(text)` is told when data begin to come or stop, and of a new status.
+  /// `onChange(what, text)` is told when data begin to come or stop ('state'), and of a new 'status'.
   constructor(port, onChange) {
     this.port = port;
     this.onChange = onChange;
@@ -98,7 +98,7 @@ class Card {
   }
 
   tellChange(what, text) {
-    if (this.shown[what] !== text) this.onChange(`${this.port.name}: ${text}`);
+    if (this.shown[what] !== text) this.onChange(what, text);
     this.shown[what] = text;
   }
 

@@ -3,16 +3,20 @@
 
 const UPDATE_MILLISECONDS = 250;
 const UPDATES_TO_A_DRAWING = 4;
+const QUIET_MILLISECONDS = 5000;  // between announcements: a line may come and go all day
 
 const cards = new Map();  // by the port's name
 const events = new Events(document.querySelector('#events tbody'));
 const broker = {online: false, since: Date.now()};
 
-const news = [];  // for who cannot see the page
+const news = new Map();  // for who cannot see the page: of each port's state and status, the latest
+let announcedAt = -QUIET_MILLISECONDS;
 
 function announce() {
-  if (news.length) document.getElementById('announcer').textContent = news.join('. ');
-  news.length = 0;
+  if (!news.size || performance.now() - announcedAt < QUIET_MILLISECONDS) return;
+  document.getElementById('announcer').textContent = [...news.values()].join('. ');
+  news.clear();
+  announcedAt = performance.now();
 }
 
 /// The part of the page with a device's ports, in the order of names.
@@ -31,10 +35,10 @@ function deviceSection(device) {
 }
 
 function cardOf(device, number) {
-  const key = `${device} ${number}`;
+  const key = `${device}/${number}`;
   if (cards.has(key)) return cards.get(key);
   const port = new Port(device, number, (text) => events.add(port.name, text), broker.since);
-  const card = new Card(port, (text) => news.push(text));
+  const card = new Card(port, (what, text) => news.set(`${key} ${what}`, `${port.name}: ${text}`));
   cards.set(key, card);
   const section = deviceSection(device);
   const later = [...section.querySelectorAll('.card')].find((other) => other.dataset.number > number);
