@@ -46,6 +46,7 @@ class Charts {
     const copies = Object.entries(columns).map(([name, array]) => [name, array.slice()]);
     this.frozen = {columns: Object.fromEntries(copies), gaps};
     this.onPause(true);
+    this.draw();  // the copies: what was drawn last is written over in time
   }
 
   resume() {

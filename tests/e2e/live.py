@@ -259,8 +259,13 @@ class LiveTest(DeviceTest):
         self.page.script("arguments[0].scrollIntoView()", strips)
         wait_until(lambda: len(strips.find_elements(By.TAG_NAME, "canvas")) == 4)
         self.assertEqual(360, self.page.script("return document.documentElement.scrollWidth"))
+        strips.send_keys("p")
+        self.assertEqual(START + 1, self.page.script("""
+            const {port, charts} = cards.get('mast-08/1');
+            for (let k = 3e3; k--;) port.handleRecord({...port.record, time: port.record.time + 1});
+            return charts.plots[0].data[0][0];"""))
         pause = self.page.card(1, "mast-08").find_element(By.CSS_SELECTOR, "[data-action=pause]")
-        for keys, label in ("+", "Resume"), ("p", "Pause"):
+        for keys, label in ("+", "Resume"), ("P", "Pause"):
             strips.send_keys(keys)
             self.assertEqual(label, pause.text)
 
