@@ -15,6 +15,7 @@ class Card {
       this.fields[field.dataset.field] = field;
     }
     this.fields.title.textContent = `Port ${port.number}`;
+    this.element.setAttribute('aria-label', port.name);
     const strips = this.element.querySelector('.strips');
     this.charts = new Charts(strips, port, (paused) => this.showPaused(paused));
     this.listen(strips);
@@ -27,7 +28,7 @@ class Card {
       if (event.target.dataset.action) this.act(event.target.dataset.action);
     });
     strips.addEventListener('keydown', (event) => {
-      const action = keys[event.key];
+      const action = keys[event.key] || keys[event.key.toLowerCase()];  // with Shift or Caps Lock
       if (!action || event.ctrlKey || event.altKey || event.metaKey) return;
       event.preventDefault();
       this.act(action);
@@ -61,7 +62,7 @@ class Card {
   showPaused(paused) {
     const button = this.element.querySelector('[data-action=pause]');
     button.textContent = paused ? 'Resume' : 'Pause';
-    button.setAttribute('aria-pressed', paused);
+    button.classList.toggle('paused', paused);
   }
 
   set(field, text) {

@@ -235,7 +235,7 @@ class LiveTest(DeviceTest):
         return connection.getresponse().status
 
     def test_central_broker_on_a_phone(self):
-        """Each device's ports stand under its name, and all fits the screen, in light and dark."""
+        """Each device's ports stand under its name, and all fits the screen."""
         rights = ROOT / "deploy/mosquitto/live-central.acl.example"
         (RUN / "central.conf").write_text(
             re.sub("acl_file .*", f"acl_file {rights}", CONFIGURATION.read_text()))
