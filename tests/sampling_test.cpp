@@ -65,7 +65,7 @@ TEST_F(SamplingTest, RecordingsGiveTheirFilesAndMessages) {
       left.erase(0, piece);
     }
     script.emplace_back(moment + 1500, INTERRUPT);
-    const size_t open_before = open_files();
+    const auto open_before = open_files();
     std::string seen = "== printed\n" + without(transcript(script, sample_on), "[", "ms] ");
     EXPECT_EQ(open_before, open_files());
     for (const auto& file : files_in(home_folder)) {
