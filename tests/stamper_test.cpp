@@ -4,6 +4,7 @@
 
 #include "cases.h"
 #include "port/framing.h"
+#include "port/line_queue.h"
 #include "records/text.h"
 
 namespace sonic::port {
@@ -19,9 +20,20 @@ void send(Serial&, const std::string& pieces, bool) {
   }
 }
 
+/// PIECE|PIECE...: shows what waits in the end, and how many lines were left out. At an empty one
+/// the user takes five bytes.
+void queue(Serial&, const std::string& pieces, bool) {
+  LineQueue queue;
+  for (const std::string& piece : split(pieces, '|')) {
+    piece.empty() ? queue.pop(5) : queue.push(piece);
+  }
+  print(queue.front());
+  print(std::to_string(queue.take_dropped()));
+}
+
 }  // namespace
 
-TEST(StamperTest, Cases) { play("stamper", {{"send", send}}); }
+TEST(StamperTest, Cases) { play("stamper", {{"send", send}, {"queue", queue}}); }
 
 TEST(StamperTest, DoesNotHoldWhatIsTooLongForARecord) {
   EXPECT_EQ("", Stamper().take(std::string(969, ' '), 1));

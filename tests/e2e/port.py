@@ -7,6 +7,7 @@ from self.user what the daemon would get.
 
 import pty
 import select
+import socket
 import termios
 
 from harness import *
@@ -52,8 +53,11 @@ class LineTest(unittest.TestCase):
         Path("/dev/instrument").symlink_to(os.ttyname(device))
         self.found = termios.tcgetattr(device)
         os.close(device)
-        self.driver = Process("sonic-port", "--link", "/dev/ttyS1", "/dev/instrument")
-        self.driver.wait_for("linked as")
+        os.environ["NOTIFY_SOCKET"] = str(RUN / "supervisor")
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as supervisor:
+            supervisor.bind(os.environ["NOTIFY_SOCKET"])
+            self.driver = Process("sonic-port", "--link", "/dev/ttyS1", "/dev/instrument")
+            self.assertEqual(b"READY=1", supervisor.recv(99))
         self.open()
 
     def open(self):
@@ -107,6 +111,7 @@ class LineTest(unittest.TestCase):
         self.assertEqual(termios.B9600, speed(self.instrument))
 
     def test_nothing_old_is_read(self):
+        self.send_part()
         os.close(self.user)
         time.sleep(0.1)
         self.send_part()
@@ -143,6 +148,13 @@ class LineTest(unittest.TestCase):
         self.assertEqual(0, self.driver.end(signal.SIGINT))
         self.assertFalse(os.path.lexists("/dev/ttyS1"))
         self.assertEqual(self.found, termios.tcgetattr(self.instrument))
+
+    def test_its_messages_do_not_go_to_the_instrument(self):
+        self.driver.end(signal.SIGINT)
+        Process("sh", "-c", "exec sonic-port --link /dev/ttyS1 /dev/instrument <&- >&- 2>&-")
+        while not os.path.lexists("/dev/ttyS1"):
+            time.sleep(0.05)
+        self.assertEqual(b"", read(self.instrument))
 
 
 class Chain(Port):
