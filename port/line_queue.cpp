@@ -9,7 +9,7 @@ namespace sonic::port {
 
 namespace {
 
-constexpr size_t MOST_BYTES = 1 << 20;  // five minutes at 32 records a second
+constexpr size_t MOST_BYTES = 1 << 20;  // eight minutes at 32 records a second
 
 }  // namespace
 
