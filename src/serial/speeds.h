@@ -3,6 +3,7 @@
 #include <termios.h>
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 
 namespace sonic {
