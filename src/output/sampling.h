@@ -10,9 +10,10 @@
 namespace sonic {
 
 /// The program's steady state: reads the port, cuts it into records, writes them to half-hour data
-/// files, publishes them and reports the link state. First it raises the priority of this thread,
-/// which switches the effective user and leaves the device user in force. Returns when the setting
-/// "iterations" has been reached. `extras` is what the set-up found out about the instrument.
+/// files, publishes them and reports the link state, "Connected" to begin with. Then it raises the
+/// priority of this thread, which switches the effective user and leaves the device user in force.
+/// Returns when the setting "iterations" has been reached. `extras` is what the set-up found out
+/// about the instrument.
 ///
 /// Throws std::runtime_error when the user interrupts ("sampling"), after a minute without data,
 /// and when the switch of the user, the priority, the wait for input, the port or the data file

@@ -15,9 +15,10 @@ namespace sonic {
 /// Leaves a menu upwards, and from the top one to operate mode.
 extern const char* const YOUNG_EXIT_KEY;
 
-/// Brings the instrument to its top menu from operate mode or from any menu. Throws when it is
-/// silent for 15 s, and when it sends more than 3000 characters without showing the top menu. From
-/// a sub-menu it is moved up until a reply has no sub-menu's exit line, be it an empty reply.
+/// Brings the instrument to its top menu, from operate mode or from a menu that answers a carriage
+/// return with its exit line at once. Throws when it is silent for 15 s, and when it sends more
+/// than 3000 characters without showing the top menu. From a sub-menu it is moved up until a reply
+/// has no sub-menu's exit line, be it an empty reply.
 void young_enter_interactive(Serial& port, bool verbose);
 
 /// Leaves the menu. Returns when a data line is seen, and also after 250 characters that are
