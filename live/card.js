@@ -84,7 +84,7 @@ class Card {
 
   showState(now, online, live) {
     const {port} = this;
-    const waiting = now - port.connectedAt <= STALE_MILLISECONDS;
+    const waiting = isRecent(port.connectedAt, now);
     const [state, text] =
       !online ? ['unknown', 'Unknown: no connection to the broker'] :
       live ? ['live', 'Data come'] :

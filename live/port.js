@@ -3,6 +3,11 @@
 
 const STALE_MILLISECONDS = 2000;
 
+/// What is to come is not recent either: this computer's clock was set back.
+function isRecent(then, now) {
+  return Math.abs(now - then) <= STALE_MILLISECONDS;
+}
+
 class Port {
   /// `device` is empty at a device's own broker. `onEvent(text)` hears of what is worth a line in
   /// the list. `now` is the time at which the page's connection to the broker began.
@@ -91,6 +96,6 @@ class Port {
 
   /// Whether data come, decided by nothing but records.
   live(now) {
-    return this.heardAt !== null && now - this.heardAt <= STALE_MILLISECONDS;
+    return this.heardAt !== null && isRecent(this.heardAt, now);
   }
 }

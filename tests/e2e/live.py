@@ -201,6 +201,8 @@ class LiveTest(DeviceTest):
         publish(topic + "/fast", RECORD.replace('"u" : 3.00', '"u" : null') % (START - 9, 0))
         self.assert_says("speed", "^–$")
         self.assertIn("Record time went back by 20.031 s", self.page.text("#events"))
+        self.page.script("const now = Date.now; Date.now = () => now() - 3600e3;")
+        self.assert_says("state", "^No data; last record 0 s ago$")
 
     def test_visitor(self):
         """Who comes to the page's listener may read the ports' topics and the page's files."""
