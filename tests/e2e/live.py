@@ -120,6 +120,7 @@ class LiveTest(DeviceTest):
         self.daemon.end(signal.SIGKILL)
         self.assert_says("state", "^No data; last record [23] s ago$", seconds=SOON)
         self.assert_says("status", "^Disconnected$")
+        wait_until(lambda: "port 1: Disconnected" in self.page.text("#announcer"))
         self.page.driver.refresh()
         self.assert_says("state", "more than . s ago, before this page connected$")
         self.assert_says("statusAge", "^for more than . s$")
