@@ -11,7 +11,7 @@ WITH
   -- atan2(m_u, m_v), which old servers have not.
   if(abs(m_v) >= abs(m_u),
      if(horizontal = 0, 0, atan(m_u / m_v)) + if(m_v < 0, pi(), 0),
-     if(m_u > 0, 0.5, 1.5) * pi() - atan(m_v / m_u)) AS angle,
+     if(m_u > 0, 0.5, 1.5) * pi() - atan(m_v / m_u)) * 180 / pi() AS degrees,
   -- Covariances of a, the component along the mean horizontal wind, with itself, w and ts.
   c_uu * cos_eta * cos_eta + 2 * c_uv * cos_eta * sin_eta + c_vv * sin_eta * sin_eta AS c_aa,
   c_uw * cos_eta + c_vw * sin_eta AS c_aw,
@@ -25,34 +25,34 @@ WITH
     - ((c_vv - c_uu) * cos_eta * sin_eta + c_uv * (cos_eta * cos_eta - sin_eta * sin_eta)) * sin_phi
     AS flux_v,
   c_wt * cos_phi - c_at * sin_phi AS flux_t
--- Rounded twice, so that a mean that ends in a 5 does not hang on the last bit of its sum. Adding 0
--- takes a zero's sign away.
+-- Rounded to nine digits before, as the means are, so that neither one that ends in a 5 nor the direction
+-- of one that is 0 hangs on the last bit of a sum. A half goes up: servers differ in where round() sends it.
 SELECT
   formatDateTime(toDateTime(half_hour * 1800, 'UTC'), '%FT%TZ') AS start,
   records,
-  round(round(m_u, 9), 4) + 0 AS u,
-  round(round(m_v, 9), 4) + 0 AS v,
-  round(round(m_w, 9), 4) + 0 AS w,
-  round(round(m_t, 9), 4) + 0 AS ts,
-  round(round(total, 9), 4) AS speed,
-  round(round(if(angle < 0, angle + 2 * pi(), angle) * 180 / pi(), 9), 2) + 0 AS direction,
-  round(round(sqrt(greatest(var_u, 0)), 9), 4) AS sd_u,
-  round(round(sqrt(greatest(var_v, 0)), 9), 4) AS sd_v,
-  round(round(sqrt(greatest(var_w, 0)), 9), 4) AS sd_w,
-  round(round(sqrt(greatest(c_tt, 0)), 9), 4) AS sd_ts,
-  round(round(flux_u, 9), 5) + 0 AS uw,
-  round(round(flux_v, 9), 5) + 0 AS vw,
-  round(round(flux_t, 9), 5) + 0 AS wt,
-  round(round(sqrt(sqrt(flux_u * flux_u + flux_v * flux_v)), 9), 4) AS ustar
+  floor(m_u * 1e4 + 0.5) / 1e4 AS u,
+  floor(m_v * 1e4 + 0.5) / 1e4 AS v,
+  floor(m_w * 1e4 + 0.5) / 1e4 AS w,
+  floor(m_t * 1e4 + 0.5) / 1e4 AS ts,
+  floor(round(total, 9) * 1e4 + 0.5) / 1e4 AS speed,
+  floor(round(if(degrees < 0, degrees + 360, degrees), 9) * 1e2 + 0.5) / 1e2 AS direction,
+  floor(round(sqrt(greatest(var_u, 0)), 9) * 1e4 + 0.5) / 1e4 AS sd_u,
+  floor(round(sqrt(greatest(var_v, 0)), 9) * 1e4 + 0.5) / 1e4 AS sd_v,
+  floor(round(sqrt(greatest(var_w, 0)), 9) * 1e4 + 0.5) / 1e4 AS sd_w,
+  floor(round(sqrt(greatest(c_tt, 0)), 9) * 1e4 + 0.5) / 1e4 AS sd_ts,
+  floor(round(flux_u, 9) * 1e5 + 0.5) / 1e5 AS uw,
+  floor(round(flux_v, 9) * 1e5 + 0.5) / 1e5 AS vw,
+  floor(round(flux_t, 9) * 1e5 + 0.5) / 1e5 AS wt,
+  floor(round(sqrt(sqrt(flux_u * flux_u + flux_v * flux_v)), 9) * 1e4 + 0.5) / 1e4 AS ustar
 FROM
 (
   SELECT
     intDiv(seconds, 1800) AS half_hour,
     count() AS records,
-    avg(toFloat64(u)) AS m_u,
-    avg(toFloat64(v)) AS m_v,
-    avg(toFloat64(w)) AS m_w,
-    avg(toFloat64(ts)) AS m_t,
+    round(avg(toFloat64(u)), 9) AS m_u,
+    round(avg(toFloat64(v)), 9) AS m_v,
+    round(avg(toFloat64(w)), 9) AS m_w,
+    round(avg(toFloat64(ts)), 9) AS m_t,
     covarPop(toFloat64(u), toFloat64(u)) AS c_uu,
     covarPop(toFloat64(v), toFloat64(v)) AS c_vv,
     covarPop(toFloat64(w), toFloat64(w)) AS c_ww,

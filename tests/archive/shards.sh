@@ -44,6 +44,7 @@ archive_is_right() {
 cd "$SONIC_STORE_FOLDER"
 make_half_hours $((midnight - 1800)) 3600
 first=$((midnight - 1800)).young_81000_v second=$midnight.young_81000_v
+mkdir mast-10 && head -n 13 mast-09/$second.9 >mast-10/1  # eight records, whose means end in a 5
 
 echo "A file that is not all there yet, then all of it"
 cp mast-07/$second.7 whole

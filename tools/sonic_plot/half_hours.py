@@ -16,7 +16,7 @@ def direction(u, v):
 
 def statistics(u, v, w, ts):
     """One half hour's row without its start."""
-    mean_u, mean_v, mean_w, mean_ts = (x.mean() for x in (u, v, w, ts))
+    mean_u, mean_v, mean_w, mean_ts = (numpy.round(x.mean(), 9) + 0.0 for x in (u, v, w, ts))
     eta = numpy.arctan2(mean_v, mean_u)
     phi = numpy.arctan2(mean_w, numpy.hypot(mean_u, mean_v))
     along = u * numpy.cos(eta) + v * numpy.sin(eta)
@@ -29,7 +29,8 @@ def statistics(u, v, w, ts):
 
     uw, vw = covariance(u2, w2), covariance(v2, w2)
     return {"records": len(u), "u": mean_u, "v": mean_v, "w": mean_w, "ts": mean_ts,
-            "speed": u2.mean(), "direction": direction(mean_u, mean_v),
+            "speed": numpy.sqrt(mean_u**2 + mean_v**2 + mean_w**2),
+            "direction": direction(mean_u, mean_v),
             "sd_u": u2.std(), "sd_v": v2.std(), "sd_w": w2.std(), "sd_ts": ts.std(),
             "uw": uw, "vw": vw, "wt": covariance(w2, ts), "ustar": (uw**2 + vw**2) ** 0.25}
 
@@ -47,8 +48,9 @@ def table(records):
     """Lines of text in columns that tabs divide."""
     yield "\t".join(["start"] + [name for name, _ in COLUMNS])
     for start, row in half_hours(records):
-        # Rounded twice, so that a mean that ends in a 5 does not hang on the last bit of its sum, and
-        # the archive's query gives the same. A zero has no sign.
-        cells = [f"{numpy.round(numpy.round(row[name], 9), digits) + 0.0:.{digits}f}"
-                 for name, digits in COLUMNS]
+        # The means have nine digits, and so have these, so that neither a mean that ends in a 5 nor
+        # the direction of one that is 0 hangs on the last bit of a sum. A half goes up, so that the
+        # archive's query gives the same, and a zero has no sign.
+        cells = [f"{numpy.floor(numpy.round(row[name], 9) * 10**n + 0.5) / 10**n:.{n}f}"
+                 for name, n in COLUMNS]
         yield "\t".join([f"{numpy.datetime64(int(start), 'ns').astype('M8[s]')}Z"] + cells)
