@@ -14,7 +14,7 @@ send() {
   command=$(sed -n '/^ExecStart=/,/[^\\]$/p' "$unit")
   command=${command#ExecStart=}
   as_qelta SONIC_FILES='[0-9]*' SONIC_ARCHIVE=sonic@10.0.0.1:. SONIC_OPTIONS="--timeout=4 $*" \
-    bash -fc "${command//%I/device}"
+    bash -fc "${command//%i/device}"
 }
 
 # The network, and the archive's account: its key may write into one folder and do nothing else.
