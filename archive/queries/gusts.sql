@@ -1,17 +1,20 @@
 -- Gusts of a station: in each half hour the mean horizontal wind speed, the highest mean over three
--- whole seconds, their ratio, and when the highest began. Records with a fault are left out.
+-- seconds (as WMO-No. 8, chapter 5, has a gust; whole seconds here, one after the other), their ratio,
+-- and when the highest began. Records with a fault are left out, and so are half hours without three
+-- seconds in a row.
 SELECT
   toDateTime(intDiv(began, 1800) * 1800, 'UTC') AS half_hour,
   round(sum(own_speeds) / sum(own_records), 3) AS mean,
-  round(max(three_seconds), 3) AS gust,
+  round(maxIf(three_seconds, is_gust), 3) AS gust,
   round(gust / mean, 2) AS factor,
-  toDateTime(argMax(began, three_seconds), 'UTC') AS gust_began
+  toDateTime(argMaxIf(began, three_seconds, is_gust), 'UTC') AS gust_began
 FROM
 (
   -- A second is part of the three that begin with it, one before it and two before it.
   SELECT
     second - ago AS began,
-    if(count() = 3, sum(speeds) / sum(records), 0) AS three_seconds,
+    sum(speeds) / sum(records) AS three_seconds,
+    count() = 3 AND began % 1800 <= 1797 AS is_gust,  -- complete, and within the half hour
     sumIf(speeds, ago = 0) AS own_speeds,
     sumIf(records, ago = 0) AS own_records
   FROM
@@ -30,5 +33,5 @@ FROM
   GROUP BY began
 )
 GROUP BY half_hour
-HAVING sum(own_records) > 0
+HAVING sum(is_gust) > 0
 ORDER BY half_hour
