@@ -30,7 +30,6 @@ ORDER BY (station, seconds, nanoseconds, u, v, w, sos, ts, diag);
 CREATE TABLE IF NOT EXISTS sonic.loaded (
   station String,
   name String,
-  size UInt64,
-  at DateTime
+  size UInt64
 ) ENGINE = ReplacingMergeTree
 ORDER BY (station, name, size);
