@@ -67,14 +67,13 @@ tail -n 1000 mast-08/$first.8 >>mast-07/$first.7
 sonic-load mast-*/*
 archive_is_right
 
-echo "A file without records is tried each time, and one that is missing keeps no other out"
+echo "No other is kept out by a file without records, a refused name and a missing file"
 make_half_hours $((midnight + 1800)) 1800
-echo "no data file" >mast-08/1
-fails sonic-load mast-07/* missing
-fails sonic-load mast-*/*
+mkdir a,b && echo "no data file" | tee a,b/1 >mast-08/1
+fails sonic-load a,b/1 mast-*/* missing
+archive_is_right
 fails sonic-load mast-*/*
 rm mast-08/1
-archive_is_right
 
 echo "A server goes away while files are loaded, is away, and comes back"
 make_half_hours $((midnight + 3600)) 1800
