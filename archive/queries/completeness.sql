@@ -1,5 +1,5 @@
 -- How complete the days of all stations are: records, the share of the day's seconds in which at
--- least one came, and how many came in such a second.
+-- least one came, and how many came in such a second. A day without a record has no line.
 SELECT
   station,
   toDate(toDateTime(seconds, 'UTC')) AS day,
