@@ -100,6 +100,9 @@ class LineTest(unittest.TestCase):
             os.write(self.user, b"X")
             select.select([self.instrument], [], [])
             self.assertEqual((code, b"X"), (speed(self.instrument), os.read(self.instrument, 9)))
+        set_speed(self.user, termios.B0)  # on the way to another
+        time.sleep(0.1)
+        self.assertEqual(termios.B38400, speed(self.instrument))
 
         keys = 0
         while select.select([], [self.user], [], 0.2)[1]:
