@@ -89,3 +89,9 @@ for station in mast-*; do
     sed -E 's/(\.[0-9]*[1-9])0+\b/\1/g; s/\.0+\b//g') \
     <(sonic-ask half_hours station="$station" "${period[@]}")
 done
+
+echo "A gust is the highest mean over three seconds"
+diff <(sonic-records --epoch mast-09/$second.9 | awk '
+    NR > 1 { for (ago = 0; ago < 3; ago++) { sum[$1 - ago] += sqrt($3 ^ 2 + $4 ^ 2); n[$1 - ago]++ } }
+    END { for (s in n) if (n[s] == 96 && sum[s] > most) most = sum[s]; print sprintf("%.3f", most / 96) + 0 }') \
+  <(sonic-ask gusts station=mast-09 "${period[@]}" | grep "^2023-11-15 00:00" | cut -f 3)
