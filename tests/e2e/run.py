@@ -58,11 +58,14 @@ class RunTest(DeviceTest):
 
     def test_console(self):
         self.port = Port(4)
-        self.start("--bad-check 5 --records 12", "-c -r 8")
+        self.start("--bad-check 5 --records 12", "-c -r 8 -v")
         self.assert_status("Disconnected")
         self.interrupt()
         stamps = records(4, rate=8) + records(4, after=5 / 8, rate=8) + records(2, after=10 / 8, rate=8)
         self.assert_right(re.findall("^DATA_SONIC\t.*", self.daemon.output, re.M), stamps)
+        for trace in ("auto_baud_check: ", "## Set averaging to 0", "chksum cmp: ", "logging: switching"):
+            self.assertIn(trace, self.daemon.output)
+        self.assertNotIn("DATAERROR", self.daemon.output)
         self.assertEqual([], list(HOME.glob("*.young*")))
         self.assert_heard("", [])
         self.assert_heard("/fast", [])
