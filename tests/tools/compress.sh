@@ -31,22 +31,21 @@ is_compressed() {
 }
 
 # Left alone: the newest of each instrument, one written to of late, one that is open for writing,
-# and what is no half hour: by its time, by what is in it, or for being a link or folder.
+# and what is no half hour: by its time, by what is in it, or for being a link.
 fresh
 others=(1700001000.sonic.2 1700001001.sonic.1 $newest 1700004600.sonic.1 99999999999999999999.sonic.1
   config.json)
 for file in "${others[@]}"; do cp half_hour "data/$file"; done
 echo picture >data/1699999200.sonic.1
-mkdir data/1699995600.sonic.1
 touch -d '2 hours ago' data/*
 touch -d '59 minutes ago' data/$newest  # not the newest of its instrument now
 ln -s $first data/1699997400.sonic.1
 exec 3>>data/$first
 sonicd-compress data | grep -q "being written to"
-holds 1699995600.sonic.1 1699997400.sonic.1 1699999200.sonic.1 $first "${others[@]}"
+holds 1699997400.sonic.1 1699999200.sonic.1 $first "${others[@]}"
 exec 3>&-
 sonicd-compress data >/dev/null
-holds 1699995600.sonic.1 1699997400.sonic.1 1699999200.sonic.1 $first.zst "${others[@]}"
+holds 1699997400.sonic.1 1699999200.sonic.1 $first.zst "${others[@]}"
 
 # Killed at any moment: each record is there, once, and the next run ends the work.
 for round in {1..60}; do
