@@ -136,7 +136,7 @@ class SettingsTest(DeviceTest):
         (HOME / "config.json").unlink()
         self.daemon = self.port.sonicd()
         self.assert_end(r"\* Line 1, Column 1\n")
-        self.assertNotIn("_move_to_top", self.daemon.output)  # nothing has been said to it yet
+        self.assertNotIn("WE'RE INTERACTIVE", self.daemon.output)  # nothing has been said to it yet
 
 
 if __name__ == "__main__":
