@@ -6,10 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-#include <stdexcept>
-
+#include "port/failure.h"
 #include "serial/speeds.h"
 
 namespace sonic::port {
@@ -26,10 +23,6 @@ constexpr milliseconds SETTINGS_AT_REST(10);
 // What was written is announced before it can be read, which takes the kernel some microseconds.
 constexpr milliseconds ANNOUNCED_KEYS(20);
 constexpr int MOST_PACKETS = 16;  // more than it keeps
-
-[[noreturn]] void fail(const std::string& what) {
-  throw std::runtime_error(what + ": " + std::strerror(errno));
-}
 
 void watch(int epoll, int fd, unsigned int what) {
   epoll_event event{};

@@ -5,8 +5,9 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <stdexcept>
+
+#include "port/failure.h"
 
 namespace sonic::port {
 
@@ -23,10 +24,6 @@ std::string target_of(const std::string& link) {
 
 bool make(const std::string& terminal, const std::string& path) {
   return symlink(terminal.c_str(), path.c_str()) == 0;
-}
-
-[[noreturn]] void fail(const std::string& path) {
-  throw std::runtime_error(path + ": " + std::strerror(errno));
 }
 
 }  // namespace

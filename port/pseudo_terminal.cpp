@@ -8,18 +8,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
-#include <stdexcept>
 
+#include "port/failure.h"
 #include "serial/speeds.h"
 
 namespace sonic::port {
 
 namespace {
-
-[[noreturn]] void fail(const std::string& what) {
-  throw std::runtime_error(what + ": " + std::strerror(errno));
-}
 
 int open_master(std::string& path) {
   const int fd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -88,14 +83,14 @@ std::string PseudoTerminal::read() const {
   if (count > 0) return std::string(keys, static_cast<size_t>(count));
   // EIO: the last user has just closed the other end
   if (count == 0 || errno == EAGAIN || errno == EINTR || errno == EIO) return "";
-  fail(path_ + " reading");
+  fail(path_, " reading");
 }
 
 size_t PseudoTerminal::write(const std::string& bytes) const {
   const ssize_t count = ::write(fd_, bytes.data(), bytes.size());
   if (count >= 0) return static_cast<size_t>(count);
   if (errno == EAGAIN || errno == EINTR || errno == EIO) return 0;
-  fail(path_ + " writing");
+  fail(path_, " writing");
 }
 
 unsigned int PseudoTerminal::speed() const {

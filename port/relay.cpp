@@ -6,10 +6,9 @@
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
-#include <stdexcept>
 #include <utility>
 
+#include "port/failure.h"
 #include "port/framing.h"
 #include "serial/speeds.h"
 
@@ -62,9 +61,7 @@ void Relay::run(int stop) {
     pollfd awaited[] = {{stop, POLLIN, 0},
                         {device_.fd(), static_cast<short>(full ? POLLIN | POLLOUT : POLLIN), 0},
                         port_.awaited(!busy, !queue_.front().empty())};
-    if (poll(awaited, std::size(awaited), patience()) == -1 && errno != EINTR) {
-      throw std::runtime_error(std::string("poll: ") + std::strerror(errno));
-    }
+    if (poll(awaited, std::size(awaited), patience()) == -1 && errno != EINTR) fail("poll");
     const auto& [stopped, device, port] = awaited;
     if (stopped.revents != 0) break;
     if ((device.revents & POLLOUT) != 0) send_keys();

@@ -8,9 +8,9 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstring>
-#include <stdexcept>
 #include <thread>
+
+#include "port/failure.h"
 
 namespace sonic::port {
 
@@ -28,10 +28,10 @@ bool is_harmless_failure() { return errno == EAGAIN || errno == EINTR; }
 
 SerialDevice::SerialDevice(const std::string& path, speed_t speed, void (*log)(const std::string&))
     : path_(path), fd_(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
-  if (fd_ == -1) fail("cannot be opened");
+  if (fd_ == -1) fail(path_, " cannot be opened");
   try {
     lock();
-    if (tcgetattr(fd_, &found_) == -1) fail("is no serial port");
+    if (tcgetattr(fd_, &found_) == -1) fail(path_, " is no serial port");
     try {
       set_raw(speed);
       set_low_latency(log);
@@ -54,9 +54,9 @@ SerialDevice::~SerialDevice() {
 void SerialDevice::lock() const {
   if (flock(fd_, LOCK_EX | LOCK_NB) == -1) {
     errno = EBUSY;
-    fail("cannot be opened");
+    fail(path_, " cannot be opened");
   }
-  if (ioctl(fd_, TIOCEXCL) == -1) fail("is no serial port");
+  if (ioctl(fd_, TIOCEXCL) == -1) fail(path_, " is no serial port");
 }
 
 void SerialDevice::set_raw(speed_t speed) {
@@ -65,7 +65,7 @@ void SerialDevice::set_raw(speed_t speed) {
   line.c_iflag = IGNPAR;
   line.c_cflag = CS8 | CREAD | CLOCAL;
   cfsetspeed(&line, speed);
-  if (!apply(line)) fail("cannot be set up");
+  if (!apply(line)) fail(path_, " cannot be set up");
   tcflush(fd_, TCIFLUSH);  // came at another speed, perhaps
 }
 
@@ -102,7 +102,9 @@ bool SerialDevice::has_sent() const {
 
 bool SerialDevice::set_speed(speed_t speed) {
   termios line{};
-  if (TEMP_FAILURE_RETRY(tcdrain(fd_)) == -1 || tcgetattr(fd_, &line) == -1) fail("is gone");
+  if (TEMP_FAILURE_RETRY(tcdrain(fd_)) == -1 || tcgetattr(fd_, &line) == -1) {
+    fail(path_, " is gone");
+  }
   const termios before = line;
   if (cfsetspeed(&line, speed) == 0 && apply(line)) return true;
   apply(before);
@@ -115,14 +117,14 @@ std::string SerialDevice::read() const {
   if (count > 0) return std::string(bytes, static_cast<size_t>(count));
   if (count == -1 && is_harmless_failure()) return "";
   if (count == 0) errno = EIO;  // the line was hung up
-  fail("is gone");
+  fail(path_, " is gone");
 }
 
 size_t SerialDevice::write(const std::string& bytes) const {
   const ssize_t count = ::write(fd_, bytes.data(), bytes.size());
   if (count >= 0) return static_cast<size_t>(count);
   if (is_harmless_failure()) return 0;
-  fail("is gone");
+  fail(path_, " is gone");
 }
 
 /// What has not left in time never will, and the line could not be closed for half a minute.
@@ -139,11 +141,6 @@ void SerialDevice::put_back() const {
   }
   TEMP_FAILURE_RETRY(tcsetattr(fd_, TCSADRAIN, &found_));
   ioctl(fd_, TIOCNXCL);
-}
-
-void SerialDevice::fail(const std::string& what) const {
-  const int error = errno;
-  throw std::runtime_error(path_ + " " + what + ": " + std::strerror(error));
 }
 
 }  // namespace sonic::port

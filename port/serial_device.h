@@ -38,7 +38,6 @@ class SerialDevice {
   void set_low_latency(void (*log)(const std::string&));
   bool apply(const termios& wanted) const;
   void put_back() const;
-  [[noreturn]] void fail(const std::string& what) const;
 
   std::string path_;
   int fd_;

@@ -1,9 +1,8 @@
 #include "simulator/stream.h"
 
-#include <cerrno>
 #include <chrono>
-#include <cstring>
-#include <stdexcept>
+
+#include "port/failure.h"
 
 namespace sonic::simulator {
 
@@ -28,7 +27,7 @@ Stream::Stream(const Options& options, Instrument& instrument)
   recording_.open(options_.replay, std::ios::binary);
   // a directory can be opened, but not read
   if (!recording_ || (recording_.peek(), recording_.bad())) {
-    throw std::runtime_error(options_.replay + ": " + std::strerror(errno));
+    port::fail(options_.replay);
   }
 }
 

@@ -29,8 +29,9 @@ void OutputBuffer::flush() {
   const char* bytes = _buffer.data();
   for (size_t left = _buffer.size(); left > 0;) {
     const ssize_t n = write(STDOUT_FILENO, bytes, left);
-    if (n == -1 && errno == EINTR) continue;
-    if (n == -1) throw std::runtime_error(std::string("standard output: ") + strerror(errno));
+    const int error = errno;
+    if (n == -1 && error == EINTR) continue;
+    if (n == -1) throw std::runtime_error(std::string("standard output: ") + strerror(error));
     bytes += n;
     left -= static_cast<size_t>(n);
   }

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <cerrno>
 #include <cstring>
 #include <iostream>
 
@@ -25,7 +26,8 @@ bool compress_folder(const std::string& folder) try {
   // Two at once would take each other's unfinished copies.
   const Descriptor lock(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (lock.get() == -1 || flock(lock.get(), LOCK_EX | LOCK_NB) == -1) {
-    std::cerr << "sonicd-compress: " << folder << ": " << strerror(errno) << std::endl;
+    const int error = errno;  // printing may change it
+    std::cerr << "sonicd-compress: " << folder << ": " << strerror(error) << std::endl;
     return false;
   }
   bool is_done = true;
