@@ -38,15 +38,22 @@ OfferedPort::OfferedPort(const std::string& link, unsigned int baud)
       events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
       order_(epoll_create1(EPOLL_CLOEXEC)),
       speed_(speed_code(baud).value()) {
-  const int packets = 1;
-  if (ioctl(terminal_.fd(), TIOCPKT, &packets) == -1) fail(path());
-  if (inotify_add_watch(events_, path().c_str(), IN_OPEN | IN_MODIFY) == -1) fail(path());
-  watch(order_, events_, EPOLLIN);
-  watch(order_, terminal_.fd(), EPOLLPRI);
-  ask_for_reports();
+  try {
+    const int packets = 1;
+    if (ioctl(terminal_.fd(), TIOCPKT, &packets) == -1) fail(path());
+    if (inotify_add_watch(events_, path().c_str(), IN_OPEN | IN_MODIFY) == -1) fail(path());
+    watch(order_, events_, EPOLLIN);
+    watch(order_, terminal_.fd(), EPOLLPRI);
+    ask_for_reports();
+  } catch (...) {
+    close_all();
+    throw;
+  }
 }
 
-OfferedPort::~OfferedPort() {
+OfferedPort::~OfferedPort() { close_all(); }
+
+void OfferedPort::close_all() const {
   close(order_);
   close(events_);
 }

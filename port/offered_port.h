@@ -56,6 +56,7 @@ class OfferedPort {
   void forget_writes() const;
   void forget_unread() const;
   void ask_for_reports();
+  void close_all() const;
 
   PseudoTerminal terminal_;
   int events_;  // inotify: opened, written to
