@@ -43,7 +43,7 @@ def show(command, lines=None):
 def make_files(station, start, seconds):
     folder = FILES / station
     folder.mkdir(parents=True, exist_ok=True)
-    return subprocess.Popen([BUILD / "bench/make-files", folder, str(start), str(seconds),
+    return subprocess.Popen([BUILD / "simulator/make-files", folder, str(start), str(seconds),
                              station[-1]])
 
 

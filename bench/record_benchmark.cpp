@@ -12,7 +12,7 @@
 #include "bench/wrapped_calls.h"
 #include "mqtt/mqtt_publisher.h"
 #include "output/sampling.h"
-#include "port/pseudo_terminal.h"
+#include "terminal/pseudo_terminal.h"
 
 namespace sonic::bench {
 
@@ -94,7 +94,7 @@ void sampling_loop(benchmark::State& state, SonicOps& ops) {
   for (const auto& line : lines()) port_input += line + "\r";
 
   const Silence silence;
-  const port::PseudoTerminal terminal("", 38400);
+  const PseudoTerminal terminal("", 38400);
   Serial port(terminal.path(), 38400, true);
   Priviledges privileges;
   Priority priority(privileges, 0);

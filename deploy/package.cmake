@@ -18,20 +18,17 @@ endfunction()
 install_configured(systemd/sonicd@.service.in lib/systemd/system sonicd@.service)
 install_configured(systemd/sonicd-watch@.service.in lib/systemd/system sonicd-watch@.service)
 install(FILES ${deploy}/systemd/sonicd-watch@.timer DESTINATION lib/systemd/system)
-install(PROGRAMS ${deploy}/sonicd-watch DESTINATION ${CMAKE_INSTALL_LIBEXECDIR})
 install(FILES ${deploy}/systemd/sonicd-send@.service ${deploy}/systemd/sonicd-send@.timer
         DESTINATION lib/systemd/system)
 install_configured(systemd/sonicd-compress.service.in lib/systemd/system sonicd-compress.service)
 install_configured(systemd/sonicd-room.service.in lib/systemd/system sonicd-room.service)
 install(FILES ${deploy}/systemd/sonicd-compress.timer ${deploy}/systemd/sonicd-room.timer
         DESTINATION lib/systemd/system)
-install(PROGRAMS ${deploy}/sonicd-room DESTINATION ${CMAKE_INSTALL_LIBEXECDIR})
 # On from the start; `systemctl stop` and then `systemctl mask` switch it off.
 file(CREATE_LINK ../sonicd-room.timer ${CMAKE_CURRENT_BINARY_DIR}/sonicd-room.timer SYMBOLIC)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/sonicd-room.timer
         DESTINATION lib/systemd/system/timers.target.wants)
 install_configured(systemd/sonic-port@.service.in lib/systemd/system sonic-port@.service)
-install(PROGRAMS ${deploy}/systemd/sonic-port-generator DESTINATION lib/systemd/system-generators)
 install(FILES ${deploy}/systemd/sonicd-sonic-port.conf
         DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd RENAME sonic-port.conf)
 install_configured(systemd/tmpfiles.conf.in lib/tmpfiles.d sonicd.conf)

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "port/framing.h"
+#include "terminal/framing.h"
 
 namespace sonic::port {
 

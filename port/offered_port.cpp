@@ -6,7 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "port/failure.h"
+#include "base/error.h"
 #include "serial/speeds.h"
 
 namespace sonic::port {

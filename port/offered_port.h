@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "port/pseudo_terminal.h"
+#include "terminal/pseudo_terminal.h"
 
 namespace sonic::port {
 

@@ -1,6 +1,6 @@
 #include "port/record_matcher.h"
 
-#include "port/framing.h"
+#include "terminal/framing.h"
 
 namespace sonic::port {
 

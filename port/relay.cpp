@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <utility>
 
-#include "port/failure.h"
-#include "port/framing.h"
+#include "base/error.h"
 #include "serial/speeds.h"
+#include "terminal/framing.h"
 
 namespace sonic::port {
 

@@ -10,7 +10,7 @@
 #include <chrono>
 #include <thread>
 
-#include "port/failure.h"
+#include "base/error.h"
 
 namespace sonic::port {
 

@@ -26,7 +26,7 @@ uint64_t amount_at(const std::vector<Incident>& incidents, uint64_t record) {
 }  // namespace
 
 std::string PortDriver::framed(uint64_t stamp_ns, const std::string& line) const {
-  return (raw_ ? "" : port::stamp(stamp_ns)) + line + port::LINE_END;
+  return (raw_ ? "" : stamp(stamp_ns)) + line + LINE_END;
 }
 
 Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
@@ -37,7 +37,7 @@ Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
   if (every(faults_.malformed_period)) spoil_number(line);
   if (every(faults_.bad_check_period) && !line.empty()) spoil(line.back());
   std::string record = framed(stamp_ns, line);
-  if (every(faults_.bad_stamp_period) && !raw_) spoil(record[port::stamp(stamp_ns).size() - 2]);
+  if (every(faults_.bad_stamp_period) && !raw_) spoil(record[stamp(stamp_ns).size() - 2]);
 
   Delivery delivery;
   if (every(faults_.noise_period)) delivery.bytes = noise(faults_.noise_bytes);
@@ -59,7 +59,7 @@ std::string PortDriver::noise(uint64_t bytes) {
   std::string text;
   while (text.size() < bytes) {
     const char c = static_cast<char>(random_() & 0xFF);
-    if (c != port::LINE_END) text += c;
+    if (c != LINE_END) text += c;
   }
   return text;
 }

@@ -5,11 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "port/framing.h"
+#include "terminal/framing.h"
 
 namespace sonic::simulator {
-
-using port::NANOSECONDS;
 
 /// Something that happens once, at or after record `record` (the first is 1).
 struct Incident {

@@ -6,10 +6,10 @@
 #include <random>
 #include <string>
 
-#include "port/pseudo_terminal.h"
 #include "simulator/instrument.h"
 #include "simulator/options.h"
 #include "simulator/stream.h"
+#include "terminal/pseudo_terminal.h"
 
 namespace sonic::simulator {
 
@@ -47,7 +47,7 @@ class Simulation {
 
   const Options options_;
   const Trace trace_;
-  port::PseudoTerminal terminal_;
+  PseudoTerminal terminal_;
   Instrument instrument_;
   Stream stream_;
   std::mt19937 garbage_;

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "port/failure.h"
+#include "base/error.h"
 
 namespace sonic::simulator {
 
@@ -27,7 +27,7 @@ Stream::Stream(const Options& options, Instrument& instrument)
   recording_.open(options_.replay, std::ios::binary);
   // a directory can be opened, but not read
   if (!recording_ || (recording_.peek(), recording_.bad())) {
-    port::fail(options_.replay);
+    fail(options_.replay);
   }
 }
 

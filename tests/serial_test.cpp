@@ -5,12 +5,10 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "port/pseudo_terminal.h"
+#include "terminal/pseudo_terminal.h"
 #include "support.h"
 
 namespace sonic {
-
-using port::PseudoTerminal;
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "cases.h"
-#include "port/framing.h"
+#include "terminal/framing.h"
 #include "port/line_queue.h"
 #include "records/text.h"
 

@@ -10,7 +10,7 @@
 #include <stdexcept>
 
 #include "app/interruption.h"
-#include "port/pseudo_terminal.h"
+#include "terminal/pseudo_terminal.h"
 
 namespace sonic {
 
@@ -106,7 +106,7 @@ int wait(int milliseconds) {
 }  // namespace
 
 std::string transcript(const Script& script, const Program& program, const Answer& answer) {
-  const port::PseudoTerminal terminal("", 38400);
+  const PseudoTerminal terminal("", 38400);
   Printed opening;
   Serial serial(terminal.path(), 38400, true);
   VirtualPort port{serial.fd(), script, answer};

@@ -5,7 +5,7 @@
 set -euo pipefail
 sonicd=$1
 simulator=$2
-watch=$(realpath "$(dirname "$0")/../../deploy/sonicd-watch")
+watch=$(realpath "$(dirname "$0")/../../tools/sonicd-watch")
 cd "$DEVICE_RUN"
 cat >systemctl <<'TEXT'
 #!/bin/sh

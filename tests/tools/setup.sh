@@ -3,7 +3,7 @@
 # that goes with it, and find all programs. $here is the folder of this file.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-PATH=$1/src:$1/port:$1/simulator:$1/tools:$1/bench:$PATH
+PATH=$1/src:$1/port:$1/simulator:$1/tools:$PATH
 export PYTHONDONTWRITEBYTECODE=1
 cd "$DEVICE_RUN"
 

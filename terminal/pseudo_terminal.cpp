@@ -1,0 +1,102 @@
+#include "terminal/pseudo_terminal.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "base/error.h"
+#include "serial/speeds.h"
+
+namespace sonic {
+
+namespace {
+
+int open_master(std::string& path) {
+  const int fd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  if (fd == -1) fail("cannot open a pseudo-terminal");
+  char name[PATH_MAX];
+  if (grantpt(fd) == 0 && unlockpt(fd) == 0 && ptsname_r(fd, name, sizeof name) == 0) {
+    path = name;
+    return fd;
+  }
+  const int error = errno;
+  close(fd);
+  errno = error;
+  fail("cannot prepare the pseudo-terminal");
+}
+
+/// The kernel reports a hang-up only after the other end has been open once.
+bool open_and_close(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  return fd != -1 && close(fd) == 0;
+}
+
+bool set_raw(int fd, unsigned int baud) {
+  termios attributes;
+  if (tcgetattr(fd, &attributes) == -1) return false;
+  cfmakeraw(&attributes);
+  if (const auto code = speed_code(baud)) cfsetspeed(&attributes, *code);
+  return tcsetattr(fd, TCSANOW, &attributes) == 0;
+}
+
+}  // namespace
+
+PseudoTerminal::PseudoTerminal(const std::string& link, unsigned int baud)
+    : fd_(open_master(path_)) {
+  try {
+    if (!set_raw(fd_, baud) || !open_and_close(path_)) fail(path_);
+    if (!link.empty()) link_.emplace(link, path_);
+  } catch (...) {
+    close(fd_);
+    throw;
+  }
+}
+
+void PseudoTerminal::hang_up() {
+  if (fd_ == -1) return;
+  link_.reset();
+  close(fd_);
+  fd_ = -1;
+}
+
+bool PseudoTerminal::in_use() const {
+  pollfd p{fd_, 0, 0};
+  return poll(&p, 1, 0) != 1 || (p.revents & POLLHUP) == 0;
+}
+
+PseudoTerminal::Ready PseudoTerminal::wait(bool for_keys, bool for_room,
+                                           std::chrono::milliseconds limit) const {
+  const int events = (for_keys ? POLLIN : 0) | (for_room ? POLLOUT : 0);
+  pollfd p{fd_, static_cast<short>(events), 0};
+  if (poll(&p, 1, static_cast<int>(limit.count())) < 1) return {false, false};
+  return {(p.revents & POLLIN) != 0, (p.revents & POLLOUT) != 0};
+}
+
+std::string PseudoTerminal::read() const {
+  char keys[4096];
+  const ssize_t count = ::read(fd_, keys, sizeof keys);
+  if (count > 0) return std::string(keys, static_cast<size_t>(count));
+  // EIO: the last user has just closed the other end
+  if (count == 0 || errno == EAGAIN || errno == EINTR || errno == EIO) return "";
+  fail(path_, " reading");
+}
+
+size_t PseudoTerminal::write(const std::string& bytes) const {
+  const ssize_t count = ::write(fd_, bytes.data(), bytes.size());
+  if (count >= 0) return static_cast<size_t>(count);
+  if (errno == EAGAIN || errno == EINTR || errno == EIO) return 0;
+  fail(path_, " writing");
+}
+
+unsigned int PseudoTerminal::speed() const {
+  termios attributes;  // the kernel answers with those of the other end
+  if (tcgetattr(fd_, &attributes) == -1) return 0;
+  return baud_of(cfgetospeed(&attributes));
+}
+
+}  // namespace sonic

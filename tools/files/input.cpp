@@ -1,0 +1,163 @@
+#include "tools/files/input.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+namespace sonic {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+struct compression {
+  std::string_view begins;  // what each such file begins with
+  const char* program;
+};
+constexpr compression COMPRESSIONS[] = {
+    {"\x1f\x8b"sv, "gzip"},
+    {"\x28\xb5\x2f\xfd"sv, "zstd"},
+    {"\xfd\x37zXZ\0"sv, "xz"},
+};
+constexpr size_t LONGEST_BEGINNING = 6;
+constexpr int PIPE_SIZE = 1 << 20;  // fewer changes between the two processes
+constexpr size_t BLOCK = 1 << 16;
+
+[[noreturn]] void fail(const std::string& what, int error) {
+  throw input_error(what + strerror(error));
+}
+
+Descriptor open_input(const std::string& path) {
+  Descriptor input(path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                               : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (input.get() == -1) fail("", errno);
+  return input;
+}
+
+struct pipe_ends {
+  pipe_ends() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) == -1) fail("pipe: ", errno);
+    out = Descriptor(ends[0]);
+    in = Descriptor(ends[1]);
+  }
+  Descriptor out, in;
+};
+
+size_t read_some(int descriptor, char* bytes, size_t size) {
+  ssize_t n = 0;
+  do {
+    n = ::read(descriptor, bytes, size);
+  } while (n == -1 && errno == EINTR);
+  if (n == -1) fail("", errno);
+  return static_cast<size_t>(n);
+}
+
+bool write_all(int descriptor, const char* bytes, size_t size) {
+  while (size > 0) {
+    const ssize_t n = ::write(descriptor, bytes, size);
+    if (n == -1) return false;
+    bytes += n;
+    size -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+/// Copies `ahead` and then all of `from` to the pipe, in a process of its own.
+pid_t feed(const std::string& ahead, int from, const pipe_ends& fed) {
+  const pid_t child = fork();
+  if (child == -1) fail("fork: ", errno);
+  if (child != 0) return child;
+  close(fed.out.get());  // or it would wait for ever when nobody else reads
+  const int to = fed.in.get();
+  char block[BLOCK];
+  bool is_written = write_all(to, ahead.data(), ahead.size());
+  for (ssize_t n = 0; is_written && (n = ::read(from, block, BLOCK)) > 0;) {
+    is_written = write_all(to, block, static_cast<size_t>(n));
+  }
+  _exit(0);
+}
+
+}  // namespace
+
+Input::Input(const std::string& path) : _descriptor(open_input(path)) {
+  while (_ahead.size() < LONGEST_BEGINNING) {
+    char bytes[LONGEST_BEGINNING];
+    const size_t n = read_some(_descriptor.get(), bytes, LONGEST_BEGINNING - _ahead.size());
+    if (n == 0) break;
+    _ahead.append(bytes, n);
+  }
+  const auto* const found = std::find_if(
+      std::begin(COMPRESSIONS), std::end(COMPRESSIONS),
+      [&](const compression& c) { return _ahead.compare(0, c.begins.size(), c.begins) == 0; });
+  if (found != std::end(COMPRESSIONS)) decompress(found->program);
+}
+
+void Input::decompress(const char* program) {
+  // A file is given to the program from its beginning. A pipe cannot be turned back.
+  if (lseek(_descriptor.get(), -static_cast<off_t>(_ahead.size()), SEEK_CUR) == -1) {
+    pipe_ends fed;
+    _feeder = Child(feed(_ahead, _descriptor.get(), fed));
+    _descriptor = std::move(fed.out);
+  }
+  _ahead.clear();
+
+  pipe_ends plain;
+  fcntl(plain.out.get(), F_SETPIPE_SZ, PIPE_SIZE);  // when refused it is slower, and just as right
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, _descriptor.get(), STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, plain.in.get(), STDOUT_FILENO);
+  std::string name = program;
+  std::string options = "-dcq";
+  char* const arguments[] = {name.data(), options.data(), nullptr};
+  pid_t pid = -1;
+  const int error = posix_spawnp(&pid, program, &actions, nullptr, arguments, environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) fail(name + ": ", error);
+  _program = program;
+  _decompressor = Child(pid);
+  _descriptor = std::move(plain.out);
+}
+
+size_t Input::read(char* bytes, size_t size) {
+  if (!_ahead.empty()) {
+    const size_t n = std::min(size, _ahead.size());
+    _ahead.copy(bytes, n);
+    _ahead.erase(0, n);
+    return n;
+  }
+  const size_t n = read_some(_descriptor.get(), bytes, size);
+  if (n == 0 && _decompressor.is_there() && _decompressor.wait() != 0) {
+    throw input_error(std::string(_program) + " cannot decompress it");
+  }
+  return n;
+}
+
+contents compare_contents(const std::string& first, const std::string& second, cut when_cut) {
+  Input inputs[] = {Input(first), Input(second)};
+  std::string blocks[2];
+  for (;;) {
+    for (size_t i = 0; i < 2; ++i) {
+      if (!blocks[i].empty()) continue;
+      blocks[i].resize(BLOCK);
+      try {
+        blocks[i].resize(inputs[i].read(blocks[i].data(), BLOCK));
+      } catch (const input_error&) {
+        if (when_cut == cut::throws) throw;
+        blocks[i].clear();
+      }
+    }
+    if (blocks[0].empty() && blocks[1].empty()) return contents::same;
+    if (blocks[0].empty()) return contents::first_begins_second;
+    if (blocks[1].empty()) return contents::second_begins_first;
+    const size_t n = std::min(blocks[0].size(), blocks[1].size());
+    if (blocks[0].compare(0, n, blocks[1], 0, n) != 0) return contents::different;
+    for (std::string& block : blocks) block.erase(0, n);
+  }
+}
+
+}  // namespace sonic

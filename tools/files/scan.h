@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "records/data_line.h"
+#include "tools/files/record_time.h"
+
+namespace sonic {
+
+/// From `from` to just before `to`, in nanoseconds since 1970.
+struct TimeRange {
+  uint64_t from = 0;
+  uint64_t to = UINT64_MAX;
+};
+
+/// What stands between the good records.
+enum class event {
+  gap,         ///< no record for more than five record intervals
+  clock_back,  ///< the next record's time is before the one's before it
+  restart,     ///< the program was started anew and goes on in the same file
+  failed,      ///< a record whose check does not fit
+  left_out,    ///< a record whose values or time cannot be told
+  error,       ///< input that was no record
+};
+
+/// What a file holds, within the time range. Lines have no time of their own: they are where the
+/// record before them is.
+struct Summary {
+  std::string model;            // these two as in the file, the first of each
+  std::string serial_number;    //
+  uint64_t rate = 0;            // records a second, the last one; 0 when the file does not tell
+  uint64_t first = UINT64_MAX;  // earliest and latest record, nanoseconds since 1970
+  uint64_t last = 0;
+  uint64_t records = 0;
+  uint64_t faults = 0;  // of them, with a diag other than 0
+  double expected = 0;  // records by the rate, between the first record and the last
+  uint64_t gaps = 0;
+  uint64_t gap_nanoseconds = 0;
+  uint64_t clock_back = 0;
+  uint64_t restarts = 0;
+  uint64_t failed = 0;
+  uint64_t left_out = 0;
+  uint64_t errors = 0;
+  bool has_record = false;  // in or out of the time range
+};
+
+/// What is made of the files as they are read.
+class Output {
+ public:
+  virtual ~Output() = default;
+  virtual void record(const data_line_t&) {}
+  /// `before` is the time of the record before it, if any; `length` that of a gap, or how far a
+  /// clock went back; both in nanoseconds.
+  virtual void between(event, std::optional<uint64_t> /*before*/, uint64_t /*length*/) {}
+  virtual void end_of_file(const std::string& /*path*/, const Summary&) {}
+};
+
+/// Reads files one after the other and hands on what is in the time range.
+class Scan {
+ public:
+  Scan(const TimeRange& range, Output& output)
+      : _range(range), _output(output), _is_in_range(range.from == 0) {}
+
+  /// Throws input_error when the file cannot be read to its end; what is before that has been
+  /// handed on and is in the summary.
+  void read(const std::string& path);
+  const Summary& summary() const { return _file; }  ///< of the last file
+
+ private:
+  void take_line(std::string_view line);
+  void take_record(std::string_view line);
+  void take_other(event kind, uint64_t& count, uint64_t length = 0);
+  void step_to(uint64_t time);
+
+  const TimeRange _range;
+  Output& _output;
+  Summary _file;
+  uint64_t _headers = 0;               ///< in this file
+  std::optional<uint64_t> _rate_line;  ///< when the line before was one
+  std::optional<uint64_t> _before;     ///< time of the record before, also in another file
+  std::string _instrument;             ///< serial number of that one
+  bool _is_in_range;                   ///< what follows is, until a record tells
+};
+
+}  // namespace sonic

@@ -1,0 +1,52 @@
+#include "tools/sonic-records/outputs.h"
+
+namespace sonic::records {
+
+namespace {
+
+const char* name(event kind) {
+  switch (kind) {
+    case event::gap:
+      return "gap";
+    case event::clock_back:
+      return "clock_back";
+    case event::restart:
+      return "restart";
+    case event::failed:
+      return "failed";
+    case event::left_out:
+      return "left_out";
+    case event::error:
+      return "error";
+  }
+  return "";
+}
+
+/// A row for each thing that stands between the records.
+class EventTable : public TableOutput {
+ public:
+  explicit EventTable(const Options& options)
+      : _epoch(options.epoch),
+        _table(options.format, options.station,
+               {{"time", true}, {"event", true}, {"seconds", false}}) {}
+
+  void between(event kind, std::optional<uint64_t> before, uint64_t length) override {
+    std::string time;
+    if (before) time = _epoch ? seconds_text(*before) : iso_text(*before);
+    _table.row({time, name(kind), length != 0 ? seconds_text(length) : ""});
+  }
+
+  void finish() override { _table.flush(); }
+
+ private:
+  const bool _epoch;
+  Table _table;
+};
+
+}  // namespace
+
+std::unique_ptr<TableOutput> make_event_table(const Options& options) {
+  return std::make_unique<EventTable>(options);
+}
+
+}  // namespace sonic::records

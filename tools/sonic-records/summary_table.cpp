@@ -1,0 +1,54 @@
+#include <cmath>
+
+#include "tools/sonic-records/outputs.h"
+
+namespace sonic::records {
+
+namespace {
+
+const std::vector<Column> COLUMNS = {
+    {"file", true},      {"model", true},        {"serial_number", true}, {"rate", false},
+    {"first", true},     {"last", true},         {"records", false},      {"expected", false},
+    {"gaps", false},     {"gap_seconds", false}, {"failed", false},       {"errors", false},
+    {"restarts", false}, {"clock_back", false},  {"left_out", false},     {"faults", false},
+};
+
+/// A row a file.
+class SummaryTable : public TableOutput {
+ public:
+  explicit SummaryTable(const Options& options)
+      : _epoch(options.epoch), _table(options.format, options.station, COLUMNS) {}
+
+  void end_of_file(const std::string& path, const Summary& s) override {
+    const auto count = [](uint64_t number) { return std::to_string(number); };
+    const bool has_expected = s.rate != 0 && s.records != 0;
+    _table.row({path, s.model, s.serial_number, s.rate != 0 ? count(s.rate) : "",
+                s.records != 0 ? time(s.first) : "", s.records != 0 ? time(s.last) : "",
+                count(s.records), has_expected ? count(expected(s)) : "", count(s.gaps),
+                seconds_text(s.gap_nanoseconds), count(s.failed), count(s.errors),
+                count(s.restarts), count(s.clock_back), count(s.left_out), count(s.faults)});
+  }
+
+  void finish() override { _table.flush(); }
+
+ private:
+  static uint64_t expected(const Summary& s) {
+    return static_cast<uint64_t>(std::llround(s.expected));
+  }
+
+  std::string time(uint64_t nanoseconds) {
+    if (_epoch) return seconds_text(nanoseconds);
+    return iso_text(nanoseconds);
+  }
+
+  const bool _epoch;
+  Table _table;
+};
+
+}  // namespace
+
+std::unique_ptr<TableOutput> make_summary_table(const Options& options) {
+  return std::make_unique<SummaryTable>(options);
+}
+
+}  // namespace sonic::records

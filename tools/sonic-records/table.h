@@ -1,0 +1,57 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sonic::records {
+
+enum class table_format { tsv, csv, json };
+
+/// Writes to standard output through a buffer. Throws std::runtime_error when that fails.
+class OutputBuffer {
+ public:
+  OutputBuffer();
+  OutputBuffer(const OutputBuffer&) = delete;
+  OutputBuffer& operator=(const OutputBuffer&) = delete;
+
+  void append(std::string_view text) {
+    if (text.size() > _buffer.capacity() - _buffer.size()) flush();
+    _buffer.append(text);
+  }
+  void append(char c) { append(std::string_view(&c, 1)); }
+  void flush();
+
+ private:
+  std::string _buffer;
+};
+
+struct Column {
+  const char* name;
+  bool is_text;  ///< in JSON within quotation marks
+};
+
+/// A table in one of the formats. TSV and CSV have a line with the names of the columns at the top;
+/// JSON is an object a line.
+class Table {
+ public:
+  /// `station` becomes a first column, unless it is empty.
+  Table(table_format format, const std::string& station, std::vector<Column> columns);
+
+  /// One cell a column. A cell without text is none: empty, in JSON null. Bytes that would need
+  /// quoting become question marks.
+  void row(const std::vector<std::string>& cells);
+  void flush() { _out.flush(); }
+
+  // For a row that is written in pieces.
+  OutputBuffer& out() { return _out; }
+  const std::string& row_begin() const { return _row_begin; }
+
+ private:
+  const table_format _format;
+  const std::vector<Column> _columns;
+  std::string _row_begin;
+  OutputBuffer _out;
+};
+
+}  // namespace sonic::records
