@@ -17,25 +17,25 @@ void LineQueue::push(const std::string& bytes) {
   for (size_t start = 0, end = 0; start < bytes.size(); start = end) {
     end = std::min(bytes.find(LINE_END, start), bytes.size() - 1) + 1;
     const bool completes = bytes[end - 1] == LINE_END;
-    if (!dropping_ && bytes_.size() + (end - start) > MOST_BYTES) {
-      bytes_.resize(line_start_);
-      dropping_ = true;
-      ++dropped_;
+    if (!_dropping && _bytes.size() + (end - start) > MOST_BYTES) {
+      _bytes.resize(_line_start);
+      _dropping = true;
+      ++_dropped;
     }
-    if (!dropping_) bytes_.append(bytes, start, end - start);
+    if (!_dropping) _bytes.append(bytes, start, end - start);
     if (!completes) continue;
-    line_start_ = bytes_.size();
-    dropping_ = false;
+    _line_start = _bytes.size();
+    _dropping = false;
   }
 }
 
 void LineQueue::pop(size_t count) {
-  bytes_.erase(0, count);
-  line_start_ -= std::min(line_start_, count);
+  _bytes.erase(0, count);
+  _line_start -= std::min(_line_start, count);
 }
 
-void LineQueue::clear() { pop(bytes_.size()); }
+void LineQueue::clear() { pop(_bytes.size()); }
 
-uint64_t LineQueue::take_dropped() { return std::exchange(dropped_, 0); }
+uint64_t LineQueue::take_dropped() { return std::exchange(_dropped, 0); }
 
 }  // namespace sonic::port

@@ -12,7 +12,7 @@ class LineQueue {
   void push(const std::string& bytes);
 
   /// What comes next; empty when nothing waits.
-  const std::string& front() const { return bytes_; }
+  const std::string& front() const { return _bytes; }
   void pop(size_t count);
   void clear();
 
@@ -20,10 +20,10 @@ class LineQueue {
   uint64_t take_dropped();
 
  private:
-  std::string bytes_;
-  size_t line_start_ = 0;  // of the line that is not complete yet
-  bool dropping_ = false;  // that line
-  uint64_t dropped_ = 0;
+  std::string _bytes;
+  size_t _line_start = 0;  // of the line that is not complete yet
+  bool _dropping = false;  // that line
+  uint64_t _dropped = 0;
 };
 
 }  // namespace sonic::port

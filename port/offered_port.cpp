@@ -34,16 +34,16 @@ void watch(int epoll, int fd, unsigned int what) {
 }  // namespace
 
 OfferedPort::OfferedPort(const std::string& link, unsigned int baud)
-    : terminal_(link, baud),
-      events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
-      order_(epoll_create1(EPOLL_CLOEXEC)),
-      speed_(speed_code(baud).value()) {
+    : _terminal(link, baud),
+      _events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
+      _order(epoll_create1(EPOLL_CLOEXEC)),
+      _speed(speed_code(baud).value()) {
   try {
     const int packets = 1;
-    if (ioctl(terminal_.fd(), TIOCPKT, &packets) == -1) fail(path());
-    if (inotify_add_watch(events_, path().c_str(), IN_OPEN | IN_MODIFY) == -1) fail(path());
-    watch(order_, events_, EPOLLIN);
-    watch(order_, terminal_.fd(), EPOLLPRI);
+    if (ioctl(_terminal.fd(), TIOCPKT, &packets) == -1) fail(path());
+    if (inotify_add_watch(_events, path().c_str(), IN_OPEN | IN_MODIFY) == -1) fail(path());
+    watch(_order, _events, EPOLLIN);
+    watch(_order, _terminal.fd(), EPOLLPRI);
     ask_for_reports();
   } catch (...) {
     close_all();
@@ -54,29 +54,29 @@ OfferedPort::OfferedPort(const std::string& link, unsigned int baud)
 OfferedPort::~OfferedPort() { close_all(); }
 
 void OfferedPort::close_all() const {
-  close(order_);
-  close(events_);
+  close(_order);
+  close(_events);
 }
 
 pollfd OfferedPort::awaited(bool for_requests, bool for_room) const {
-  if (!in_use_) return {events_, POLLIN, 0};  // the terminal would report its hang-up all the time
+  if (!_in_use) return {_events, POLLIN, 0};  // the terminal would report its hang-up all the time
   const int what = (for_requests ? POLLIN : 0) | (for_room ? POLLOUT : 0);
-  return {terminal_.fd(), static_cast<short>(what), 0};
+  return {_terminal.fd(), static_cast<short>(what), 0};
 }
 
 int OfferedPort::patience() const {
-  return in_use_ && !reports_ ? static_cast<int>(SETTINGS_AT_REST.count()) : -1;
+  return _in_use && !_reports ? static_cast<int>(SETTINGS_AT_REST.count()) : -1;
 }
 
 bool OfferedPort::notice(const pollfd& awaited) {
   if (awaited.revents == 0) return false;
-  if (!in_use_) {
+  if (!_in_use) {
     forget_writes();
-    in_use_ = terminal_.in_use();
-    return in_use_;
+    _in_use = _terminal.in_use();
+    return _in_use;
   }
   if ((awaited.revents & POLLHUP) == 0) return false;
-  in_use_ = false;
+  _in_use = false;
   forget_unread();
   ask_for_reports();
   return true;
@@ -85,31 +85,31 @@ bool OfferedPort::notice(const pollfd& awaited) {
 std::vector<Request> OfferedPort::requests() {
   std::vector<Request> requests;
   take_packet(requests);
-  if (!reports_ && Clock::now() - last_change_ > SETTINGS_AT_REST) ask_for_reports();
+  if (!_reports && Clock::now() - _last_change > SETTINGS_AT_REST) ask_for_reports();
   return requests;
 }
 
 bool OfferedPort::has_more() const {
-  return terminal_.wait(true, false, milliseconds::zero()).readable;
+  return _terminal.wait(true, false, milliseconds::zero()).readable;
 }
 
 /// A report comes ahead of all that can be read, and does not say what was written before it. That
 /// must be asked first: the report is forgotten when it is read.
 void OfferedPort::take_packet(std::vector<Request>& requests) {
   const bool written_first = was_written_first();
-  const std::string packet = terminal_.read();
-  if (!reports_) take_speed(requests);
+  const std::string packet = _terminal.read();
+  if (!_reports) take_speed(requests);
   if (packet.empty()) return;
   const int report = static_cast<unsigned char>(packet[0]);
   if (report == TIOCPKT_DATA) {
     forget_writes();
-    requests.push_back({Request::What::KEYS, packet.substr(1), speed_});
+    requests.push_back({Request::What::KEYS, packet.substr(1), _speed});
     return;
   }
-  if ((report & TIOCPKT_FLUSHREAD) != 0) requests.push_back({Request::What::FLUSH, "", speed_});
+  if ((report & TIOCPKT_FLUSHREAD) != 0) requests.push_back({Request::What::FLUSH, "", _speed});
   if ((report & TIOCPKT_IOCTL) == 0) return;
   if (written_first) {
-    terminal_.wait(true, false, ANNOUNCED_KEYS);
+    _terminal.wait(true, false, ANNOUNCED_KEYS);
     for (int i = 0; i < MOST_PACKETS; ++i) take_packet(requests);
   }
   take_speed(requests);
@@ -117,13 +117,13 @@ void OfferedPort::take_packet(std::vector<Request>& requests) {
 
 void OfferedPort::take_speed(std::vector<Request>& requests) {
   termios settings;
-  if (tcgetattr(terminal_.fd(), &settings) == -1) fail(path());
+  if (tcgetattr(_terminal.fd(), &settings) == -1) fail(path());
   const bool reports = (settings.c_lflag & TELL_CHANGES) != 0;
   const speed_t speed = cfgetospeed(&settings);
-  if (speed != speed_ || reports != reports_) last_change_ = Clock::now();
-  reports_ = reports;
-  if (speed == speed_ || speed == B0) return;  // none at all is set on the way to another
-  speed_ = speed;
+  if (speed != _speed || reports != _reports) _last_change = Clock::now();
+  _reports = reports;
+  if (speed == _speed || speed == B0) return;  // none at all is set on the way to another
+  _speed = speed;
   requests.push_back({Request::What::SPEED, "", speed});
 }
 
@@ -131,10 +131,10 @@ void OfferedPort::take_speed(std::vector<Request>& requests) {
 /// set all of them at once.
 void OfferedPort::ask_for_reports() {
   termios settings;
-  if (tcgetattr(terminal_.fd(), &settings) == -1) fail(path());
+  if (tcgetattr(_terminal.fd(), &settings) == -1) fail(path());
   settings.c_lflag |= TELL_CHANGES;
-  if (tcsetattr(terminal_.fd(), TCSANOW, &settings) == -1) fail(path());
-  reports_ = true;
+  if (tcsetattr(_terminal.fd(), TCSANOW, &settings) == -1) fail(path());
+  _reports = true;
 }
 
 /// The pseudo-terminal would keep it for the next user.
@@ -148,14 +148,14 @@ void OfferedPort::forget_unread() const {
 /// Since the last call of forget_writes.
 bool OfferedPort::was_written_first() const {
   epoll_event first{};
-  return epoll_wait(order_, &first, 1, 0) == 1 && first.data.fd == events_;
+  return epoll_wait(_order, &first, 1, 0) == 1 && first.data.fd == _events;
 }
 
 void OfferedPort::forget_writes() const {
   char event[4096];
-  while (read(events_, event, sizeof event) > 0) continue;
+  while (read(_events, event, sizeof event) > 0) continue;
   epoll_event both[2];
-  epoll_wait(order_, both, 2, 0);
+  epoll_wait(_order, both, 2, 0);
 }
 
 }  // namespace sonic::port

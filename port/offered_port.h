@@ -26,7 +26,7 @@ class OfferedPort {
   OfferedPort(const std::string& link, unsigned int baud);
   ~OfferedPort();
 
-  const std::string& path() const { return terminal_.path(); }
+  const std::string& path() const { return _terminal.path(); }
 
   /// To be waited for, at most for `patience` milliseconds (-1: as long as it takes).
   pollfd awaited(bool for_requests, bool for_room) const;
@@ -36,7 +36,7 @@ class OfferedPort {
   /// forgotten.
   bool notice(const pollfd& awaited);
 
-  bool in_use() const { return in_use_; }
+  bool in_use() const { return _in_use; }
 
   /// The next requests, possibly none: some of what the kernel reports asks for nothing.
   std::vector<Request> requests();
@@ -45,7 +45,7 @@ class OfferedPort {
   bool has_more() const;
 
   /// How many of the bytes there was room for.
-  size_t write(const std::string& bytes) const { return terminal_.write(bytes); }
+  size_t write(const std::string& bytes) const { return _terminal.write(bytes); }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -58,13 +58,13 @@ class OfferedPort {
   void ask_for_reports();
   void close_all() const;
 
-  PseudoTerminal terminal_;
-  int events_;  // inotify: opened, written to
-  int order_;   // epoll: of what has happened first, a write or a change of the settings
-  bool in_use_ = false;
-  bool reports_ = false;  // of changed settings
-  Clock::time_point last_change_;
-  speed_t speed_;
+  PseudoTerminal _terminal;
+  int _events;  // inotify: opened, written to
+  int _order;   // epoll: of what has happened first, a write or a change of the settings
+  bool _in_use = false;
+  bool _reports = false;  // of changed settings
+  Clock::time_point _last_change;
+  speed_t _speed;
 };
 
 }  // namespace sonic::port

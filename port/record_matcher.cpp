@@ -18,15 +18,15 @@ bool is_hexadecimal(char c) {
 
 RecordMatcher::Verdict RecordMatcher::take(const std::string& bytes, size_t& at) {
   while (at < bytes.size()) {
-    place_ = next(bytes[at++]);
-    if (place_ == Place::END) return Verdict::COMPLETE;
-    if (place_ == Place::NOWHERE) return Verdict::IMPOSSIBLE;
+    _place = next(bytes[at++]);
+    if (_place == Place::END) return Verdict::COMPLETE;
+    if (_place == Place::NOWHERE) return Verdict::IMPOSSIBLE;
   }
   return Verdict::POSSIBLE;
 }
 
 RecordMatcher::Place RecordMatcher::next(char c) {
-  switch (place_) {
+  switch (_place) {
     case Place::BEFORE_NUMBER:
       if (c == ' ') return Place::BEFORE_NUMBER;
       if (c == '-') return Place::MINUS;
@@ -64,14 +64,14 @@ RecordMatcher::Place RecordMatcher::next(char c) {
 /// Numbers may touch. In "1.52.5" the 2 was the next number's already, in "1.5.5" none can have
 /// been.
 RecordMatcher::Place RecordMatcher::behind_fraction(char c) {
-  if (points_ == NUMBERS) return c == ' ' ? Place::BEFORE_DIAGNOSTIC : Place::NOWHERE;
-  if (c == '.' && place_ == Place::LONG_FRACTION) return point();
+  if (_points == NUMBERS) return c == ' ' ? Place::BEFORE_DIAGNOSTIC : Place::NOWHERE;
+  if (c == '.' && _place == Place::LONG_FRACTION) return point();
   if (c == ' ') return Place::BEFORE_NUMBER;
   return c == '-' ? Place::MINUS : Place::NOWHERE;
 }
 
 RecordMatcher::Place RecordMatcher::point() {
-  ++points_;
+  ++_points;
   return Place::POINT;
 }
 

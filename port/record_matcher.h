@@ -39,8 +39,8 @@ class RecordMatcher {
   Place behind_fraction(char c);
   Place point();
 
-  Place place_ = Place::BEFORE_NUMBER;
-  int points_ = 0;  // as many as numbers
+  Place _place = Place::BEFORE_NUMBER;
+  int _points = 0;  // as many as numbers
 };
 
 }  // namespace sonic::port

@@ -42,32 +42,32 @@ std::string text_of(speed_t speed) {
 }  // namespace
 
 Relay::Relay(const Options& options, Log log)
-    : log_(log),
-      trace_(options.trace),
-      device_(options.device, speed_code(FIRST_BAUD).value(), log),
-      port_(options.link, FIRST_BAUD),
-      stamper_([this](uint64_t arrival_ns) {
-        if (trace_) stamped_.push_back(arrival_ns);
+    : _log(log),
+      _trace(options.trace),
+      _device(options.device, speed_code(FIRST_BAUD).value(), log),
+      _port(options.link, FIRST_BAUD),
+      _stamper([this](uint64_t arrival_ns) {
+        if (_trace) _stamped.push_back(arrival_ns);
       }),
-      speed_(speed_code(FIRST_BAUD).value()),
-      told_(Clock::now() - BETWEEN_COMPLAINTS) {}
+      _speed(speed_code(FIRST_BAUD).value()),
+      _told(Clock::now() - BETWEEN_COMPLAINTS) {}
 
 Relay::~Relay() { tell_dropped(Clock::duration::zero()); }
 
 void Relay::run(int stop) {
   for (;;) {
-    const bool full = !keys_.empty();  // the device has no room for what came before
-    const bool busy = full || !requests_.empty();
+    const bool full = !_keys.empty();  // the device has no room for what came before
+    const bool busy = full || !_requests.empty();
     pollfd awaited[] = {{stop, POLLIN, 0},
-                        {device_.fd(), static_cast<short>(full ? POLLIN | POLLOUT : POLLIN), 0},
-                        port_.awaited(!busy, !queue_.front().empty())};
+                        {_device.fd(), static_cast<short>(full ? POLLIN | POLLOUT : POLLIN), 0},
+                        _port.awaited(!busy, !_queue.front().empty())};
     if (poll(awaited, std::size(awaited), patience()) == -1 && errno != EINTR) fail("poll");
     const auto& [stopped, device, port] = awaited;
     if (stopped.revents != 0) break;
     if ((device.revents & POLLOUT) != 0) send_keys();
     // What has come at the same time as a flush is taken for newer.
-    if (port_.notice(port)) forget_input();
-    if (port.revents != 0 || port_.patience() != -1) take_requests();
+    if (_port.notice(port)) forget_input();
+    if (port.revents != 0 || _port.patience() != -1) take_requests();
     serve_requests();
     if ((device.revents & ~POLLOUT) != 0) take_from_instrument();
     release_overdue();
@@ -79,94 +79,94 @@ void Relay::run(int stop) {
 /// Until the hold is over, the port's settings are to be looked at again, or a change of speed is
 /// due.
 int Relay::patience() const {
-  if (keys_.empty() && !requests_.empty()) return static_cast<int>(UNTIL_SENT.count());
-  if (!stamper_.is_holding()) return port_.patience();
-  const auto left = std::chrono::ceil<milliseconds>(last_arrival_ + LONGEST_HOLD - Clock::now());
+  if (_keys.empty() && !_requests.empty()) return static_cast<int>(UNTIL_SENT.count());
+  if (!_stamper.is_holding()) return _port.patience();
+  const auto left = std::chrono::ceil<milliseconds>(_last_arrival + LONGEST_HOLD - Clock::now());
   const int hold = std::max(0, static_cast<int>(left.count()));
-  return port_.patience() == -1 ? hold : std::min(hold, port_.patience());
+  return _port.patience() == -1 ? hold : std::min(hold, _port.patience());
 }
 
 void Relay::take_from_instrument() {
-  const std::string bytes = device_.read();
+  const std::string bytes = _device.read();
   const uint64_t arrival_ns = clock_ns();
   if (bytes.empty()) return;
-  last_arrival_ = Clock::now();
-  const std::string passed = stamper_.take(bytes, arrival_ns);
-  if (port_.in_use()) queue_.push(passed);
+  _last_arrival = Clock::now();
+  const std::string passed = _stamper.take(bytes, arrival_ns);
+  if (_port.in_use()) _queue.push(passed);
 }
 
 /// A line that is under way gets no stamp when its beginning is lost.
 void Relay::forget_input() {
-  stamper_.release();
-  queue_.clear();
+  _stamper.release();
+  _queue.clear();
 }
 
 /// Bytes that are there already have not been late.
 void Relay::release_overdue() {
-  if (!stamper_.is_holding() || Clock::now() < last_arrival_ + LONGEST_HOLD) return;
+  if (!_stamper.is_holding() || Clock::now() < _last_arrival + LONGEST_HOLD) return;
   take_from_instrument();
-  if (Clock::now() < last_arrival_ + LONGEST_HOLD) return;
-  const std::string released = stamper_.release();
-  if (port_.in_use()) queue_.push(released);
+  if (Clock::now() < _last_arrival + LONGEST_HOLD) return;
+  const std::string released = _stamper.release();
+  if (_port.in_use()) _queue.push(released);
 }
 
 void Relay::hand_over() {
-  if (!queue_.front().empty() && port_.in_use()) queue_.pop(port_.write(queue_.front()));
-  for (const uint64_t arrival_ns : std::exchange(stamped_, {})) {
+  if (!_queue.front().empty() && _port.in_use()) _queue.pop(_port.write(_queue.front()));
+  for (const uint64_t arrival_ns : std::exchange(_stamped, {})) {
     char line[80];
     std::snprintf(line, sizeof line, "stamped %" PRIu64 ".%09" PRIu64 ", %.3f ms later",
                   arrival_ns / NANOSECONDS, arrival_ns % NANOSECONDS,
                   static_cast<double>(clock_ns() - arrival_ns) / 1e6);
-    log_(line);
+    _log(line);
   }
 }
 
 /// Of a user that has gone, everything: nothing will wake this program up for the rest.
 void Relay::take_requests() {
   do {
-    for (const Request& request : port_.requests()) {
+    for (const Request& request : _port.requests()) {
       if (request.what == Request::What::FLUSH) {
         forget_input();
       } else {
-        requests_.push_back(request);
+        _requests.push_back(request);
       }
     }
-  } while (!port_.in_use() && port_.has_more());
+  } while (!_port.in_use() && _port.has_more());
 }
 
 /// Does not wait until the keys before a change of speed have left, which takes seconds at 4800
 /// baud: the instrument's bytes, and a signal to stop, would have to wait as well.
 void Relay::serve_requests() {
-  while (!requests_.empty() && keys_.empty()) {
-    if (requests_.front().what == Request::What::SPEED && !device_.has_sent()) return;
-    const Request request = std::move(requests_.front());
-    requests_.pop_front();
+  while (!_requests.empty() && _keys.empty()) {
+    if (_requests.front().what == Request::What::SPEED && !_device.has_sent()) return;
+    const Request request = std::move(_requests.front());
+    _requests.pop_front();
     if (request.what == Request::What::SPEED) set_speed(request.speed);
-    keys_ = request.keys;
+    _keys = request.keys;
     send_keys();
   }
 }
 
 void Relay::send_keys() {
-  if (!keys_.empty()) keys_.erase(0, device_.write(keys_));
+  if (!_keys.empty()) _keys.erase(0, _device.write(_keys));
 }
 
 void Relay::set_speed(speed_t speed) {
-  if (device_.set_speed(speed)) {
-    speed_ = speed;
-    if (trace_) log_(text_of(speed));
+  if (_device.set_speed(speed)) {
+    _speed = speed;
+    if (_trace) _log(text_of(speed));
   } else {
-    log_(device_.path() + " cannot be set to " + text_of(speed) + ", stays at " + text_of(speed_));
+    _log(_device.path() + " cannot be set to " + text_of(speed) + ", stays at " + text_of(_speed));
   }
 }
 
 void Relay::tell_dropped(Clock::duration pause) {
-  dropped_ += queue_.take_dropped();
-  if (dropped_ == 0) return;
+  _dropped += _queue.take_dropped();
+  if (_dropped == 0) return;
   const auto now = Clock::now();
-  if (now < told_ + pause) return;
-  log_("lines dropped, as nobody reads the port: " + std::to_string(std::exchange(dropped_, 0)));
-  told_ = now;
+  if (now < _told + pause) return;
+  _log("lines dropped, as nobody reads the port: " + std::to_string(std::exchange(_dropped, 0)));
+  _told = now;
 }
 
 }  // namespace sonic::port

@@ -25,7 +25,7 @@ class Relay {
   ~Relay();
 
   /// Of the offered port, such as "/dev/pts/3".
-  const std::string& path() const { return port_.path(); }
+  const std::string& path() const { return _port.path(); }
 
   /// Returns when `stop`, a descriptor, can be read. Throws when the device is gone.
   void run(int stop);
@@ -44,19 +44,19 @@ class Relay {
   void tell_dropped(Clock::duration pause);
   int patience() const;
 
-  const Log log_;
-  const bool trace_;
-  SerialDevice device_;
-  OfferedPort port_;
-  Stamper stamper_;
-  LineQueue queue_;               // for the port's user
-  std::deque<Request> requests_;  // that wait for the keys before them
-  std::string keys_;              // for which the device had no room yet
-  speed_t speed_;
-  std::vector<uint64_t> stamped_;  // arrivals that are still to be traced
-  Clock::time_point last_arrival_;
-  uint64_t dropped_ = 0;  // lines, not told yet
-  Clock::time_point told_;
+  const Log _log;
+  const bool _trace;
+  SerialDevice _device;
+  OfferedPort _port;
+  Stamper _stamper;
+  LineQueue _queue;               // for the port's user
+  std::deque<Request> _requests;  // that wait for the keys before them
+  std::string _keys;              // for which the device had no room yet
+  speed_t _speed;
+  std::vector<uint64_t> _stamped;  // arrivals that are still to be traced
+  Clock::time_point _last_arrival;
+  uint64_t _dropped = 0;  // lines, not told yet
+  Clock::time_point _told;
 };
 
 }  // namespace sonic::port

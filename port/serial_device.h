@@ -17,8 +17,8 @@ class SerialDevice {
   SerialDevice(const SerialDevice&) = delete;
   SerialDevice& operator=(const SerialDevice&) = delete;
 
-  const std::string& path() const { return path_; }
-  int fd() const { return fd_; }
+  const std::string& path() const { return _path; }
+  int fd() const { return _fd; }
 
   /// What has arrived, possibly nothing.
   std::string read() const;
@@ -39,10 +39,10 @@ class SerialDevice {
   bool apply(const termios& wanted) const;
   void put_back() const;
 
-  std::string path_;
-  int fd_;
-  termios found_{};
-  int found_flags_ = -1;  // -1: left as they were
+  std::string _path;
+  int _fd;
+  termios _found{};
+  int _found_flags = -1;  // -1: left as they were
 };
 
 }  // namespace sonic::port

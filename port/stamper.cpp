@@ -18,37 +18,37 @@ std::string Stamper::take(const std::string& bytes, uint64_t arrival_ns) {
   std::string passed;
   passed.reserve(2 * bytes.size());
   for (size_t start = 0, end = 0; start < bytes.size(); start = end) {
-    if (in_other_line_) {
+    if (_in_other_line) {
       end = std::min(bytes.find(LINE_END, start), bytes.size() - 1) + 1;
       passed.append(bytes, start, end - start);
-      in_other_line_ = bytes[end - 1] != LINE_END;
+      _in_other_line = bytes[end - 1] != LINE_END;
       continue;
     }
-    if (held_.empty()) arrival_ns_ = arrival_ns;
-    const auto verdict = matcher_.take(bytes, end);
+    if (_held.empty()) _arrival_ns = arrival_ns;
+    const auto verdict = _matcher.take(bytes, end);
     const bool possible = verdict == RecordMatcher::Verdict::POSSIBLE;
-    if (possible && held_.size() + (end - start) < LONGEST_HELD) {
-      held_.append(bytes, start, end - start);
+    if (possible && _held.size() + (end - start) < LONGEST_HELD) {
+      _held.append(bytes, start, end - start);
       break;
     }
     if (verdict == RecordMatcher::Verdict::COMPLETE) {
-      passed += stamp(arrival_ns_);
-      if (stamped_) stamped_(arrival_ns_);
+      passed += stamp(_arrival_ns);
+      if (_stamped) _stamped(_arrival_ns);
     } else {
-      in_other_line_ = bytes[end - 1] != LINE_END;
+      _in_other_line = bytes[end - 1] != LINE_END;
     }
-    matcher_.start_over();
-    passed += held_;
+    _matcher.start_over();
+    passed += _held;
     passed.append(bytes, start, end - start);
-    held_.clear();
+    _held.clear();
   }
   return passed;
 }
 
 std::string Stamper::release() {
-  in_other_line_ = in_other_line_ || is_holding();
-  matcher_.start_over();
-  return std::exchange(held_, "");
+  _in_other_line = _in_other_line || is_holding();
+  _matcher.start_over();
+  return std::exchange(_held, "");
 }
 
 }  // namespace sonic::port

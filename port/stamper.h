@@ -13,22 +13,22 @@ namespace sonic::port {
 class Stamper {
  public:
   /// `stamped`, if given, is called for each record with its stamp's time.
-  explicit Stamper(std::function<void(uint64_t)> stamped = nullptr) : stamped_(stamped) {}
+  explicit Stamper(std::function<void(uint64_t)> stamped = nullptr) : _stamped(stamped) {}
 
   /// Takes what one read brought and returns what may go on.
   std::string take(const std::string& bytes, uint64_t arrival_ns);
 
-  bool is_holding() const { return !held_.empty(); }
+  bool is_holding() const { return !_held.empty(); }
 
   /// What is held, unstamped. The rest of its line will get no stamp either.
   std::string release();
 
  private:
-  std::function<void(uint64_t)> stamped_;
-  RecordMatcher matcher_;
-  std::string held_;            // from the beginning of its line
-  uint64_t arrival_ns_ = 0;     // of the first byte held
-  bool in_other_line_ = false;  // one that cannot be a record
+  std::function<void(uint64_t)> _stamped;
+  RecordMatcher _matcher;
+  std::string _held;            // from the beginning of its line
+  uint64_t _arrival_ns = 0;     // of the first byte held
+  bool _in_other_line = false;  // one that cannot be a record
 };
 
 }  // namespace sonic::port

@@ -107,28 +107,28 @@ bool is_baud_rate(unsigned int baud) { return contains(BAUD_RATES, baud); }
 bool is_output_rate(unsigned int hz) { return contains(OUTPUT_RATES, hz); }
 
 Instrument::Instrument(const Settings& settings, State state, bool paging)
-    : settings_(settings),
-      page_(state == State::OPERATE ? Page::OPERATE
+    : _settings(settings),
+      _page(state == State::OPERATE ? Page::OPERATE
             : state == State::TOP   ? Page::TOP
             : state == State::SUB   ? Page::RATE
                                     : Page::SILENT),
-      paging_(paging),
-      chosen_baud_(settings.baud) {}
+      _paging(paging),
+      _chosen_baud(settings.baud) {}
 
 std::string Instrument::key(char c) {
-  if (page_ == Page::SILENT) return "";
-  if (page_ == Page::OPERATE) return operate_key(c);
+  if (_page == Page::SILENT) return "";
+  if (_page == Page::OPERATE) return operate_key(c);
   const std::string echo(1, c);
-  if (!rest_.empty()) return echo + "\r" + show(rest_);
+  if (!_rest.empty()) return echo + "\r" + show(_rest);
   if (prompting()) return echo + prompt_key(upper(c));
   return echo + "\r" + menu_key(upper(c));
 }
 
 std::string Instrument::operate_key(char c) {
-  escapes_ = c == ESCAPE ? escapes_ + 1 : 0;
-  if (escapes_ < ESCAPES_TO_INTERRUPT) return "";
+  _escapes = c == ESCAPE ? _escapes + 1 : 0;
+  if (_escapes < ESCAPES_TO_INTERRUPT) return "";
   forget_input();
-  page_ = Page::TOP;
+  _page = Page::TOP;
   return show(page_text());
 }
 
@@ -136,25 +136,25 @@ std::string Instrument::operate_key(char c) {
 std::string Instrument::menu_key(char key) {
   if (key == EXIT_KEY) {
     leave_page();
-  } else if (page_ == Page::TOP) {
+  } else if (_page == Page::TOP) {
     if (key == 'R') return show(short_configuration() + page_text());
-    if (key == 'S') page_ = Page::SETUP;
-  } else if (page_ == Page::SETUP) {
+    if (key == 'S') _page = Page::SETUP;
+  } else if (_page == Page::SETUP) {
     for (const SetupEntry& entry : SETUP_ENTRIES) {
-      if (entry.key == key) page_ = entry.page;
+      if (entry.key == key) _page = entry.page;
     }
-  } else if (page_ == Page::BAUD) {
-    choose(BAUD_RATES, key, chosen_baud_);
-  } else if (page_ == Page::RATE) {
-    choose(OUTPUT_RATES, key, settings_.rate);
-  } else if (page_ == Page::ERRORS) {
-    if (key == '1') settings_.error_handling = ErrorHandling::INCLUDE;
-    if (key == '2') settings_.error_handling = ErrorHandling::OMIT;
-  } else if (page_ == Page::FORMAT) {
-    if (key == '3') settings_.format = OutputFormat::NMEA;
+  } else if (_page == Page::BAUD) {
+    choose(BAUD_RATES, key, _chosen_baud);
+  } else if (_page == Page::RATE) {
+    choose(OUTPUT_RATES, key, _settings.rate);
+  } else if (_page == Page::ERRORS) {
+    if (key == '1') _settings.error_handling = ErrorHandling::INCLUDE;
+    if (key == '2') _settings.error_handling = ErrorHandling::OMIT;
+  } else if (_page == Page::FORMAT) {
+    if (key == '3') _settings.format = OutputFormat::NMEA;
     if (key == '1') {
-      settings_.format = OutputFormat::CUSTOM;
-      page_ = Page::FORMAT_PROMPT;
+      _settings.format = OutputFormat::CUSTOM;
+      _page = Page::FORMAT_PROMPT;
     }
   }
   return show(page_text());
@@ -164,53 +164,53 @@ std::string Instrument::menu_key(char key) {
 /// without a change, so that nobody who lost the thread is caught here.
 std::string Instrument::prompt_key(char key) {
   if (!ends_line(key) && key != EXIT_KEY) {
-    if (typed_.size() < LONGEST_INPUT) typed_ += key;
+    if (_typed.size() < LONGEST_INPUT) _typed += key;
     return "";
   }
   if (ends_line(key)) enter_typed();
-  typed_.clear();
+  _typed.clear();
   leave_page();
   return "\r" + show(page_text());
 }
 
 void Instrument::enter_typed() {
-  if (typed_.empty()) return;
-  if (page_ == Page::FORMAT_PROMPT) {
-    settings_.fields = typed_;
-  } else if (typed_.size() <= LONGEST_NUMBER &&
-             typed_.find_first_not_of("0123456789") == std::string::npos) {
-    settings_.averaging = static_cast<unsigned int>(std::stoul(typed_));
+  if (_typed.empty()) return;
+  if (_page == Page::FORMAT_PROMPT) {
+    _settings.fields = _typed;
+  } else if (_typed.size() <= LONGEST_NUMBER &&
+             _typed.find_first_not_of("0123456789") == std::string::npos) {
+    _settings.averaging = static_cast<unsigned int>(std::stoul(_typed));
   }
 }
 
 void Instrument::leave_page() {
-  settings_.baud = chosen_baud_;
-  if (page_ == Page::TOP) {
+  _settings.baud = _chosen_baud;
+  if (_page == Page::TOP) {
     power_up();
-  } else if (page_ == Page::SETUP) {
-    page_ = Page::TOP;
-  } else if (page_ == Page::FORMAT_PROMPT) {
-    page_ = Page::FORMAT;
+  } else if (_page == Page::SETUP) {
+    _page = Page::TOP;
+  } else if (_page == Page::FORMAT_PROMPT) {
+    _page = Page::FORMAT;
   } else {
-    page_ = Page::SETUP;
+    _page = Page::SETUP;
   }
 }
 
 bool Instrument::prompting() const {
-  return page_ == Page::AVERAGING_PROMPT || page_ == Page::FORMAT_PROMPT;
+  return _page == Page::AVERAGING_PROMPT || _page == Page::FORMAT_PROMPT;
 }
 
 /// Up to the next page break; any key then shows the rest.
 std::string Instrument::show(std::string text) {
-  rest_.clear();
+  _rest.clear();
   const size_t end = text.find(PAGE_BREAK);
   if (end == std::string::npos) return text;
-  rest_ = text.substr(end + 1);
+  _rest = text.substr(end + 1);
   return text.substr(0, end) + CONTINUE_PROMPT;
 }
 
 std::string Instrument::page_text() const {
-  switch (page_) {
+  switch (_page) {
     case Page::SILENT:
     case Page::OPERATE:
       return "";
@@ -224,76 +224,76 @@ std::string Instrument::page_text() const {
       return text + SUB_MENU_EXIT;
     }
     case Page::BAUD:
-      return setting_page(baud_heading(chosen_baud_), entries(BAUD_RATES, ""));
+      return setting_page(baud_heading(_chosen_baud), entries(BAUD_RATES, ""));
     case Page::RATE:
-      return setting_page(rate_heading(settings_), entries(OUTPUT_RATES, " Hz"));
+      return setting_page(rate_heading(_settings), entries(OUTPUT_RATES, " Hz"));
     case Page::ERRORS:
-      return setting_page(errors_heading(settings_), " 1) INCLUDE\r 2) OMIT\r");
+      return setting_page(errors_heading(_settings), " 1) INCLUDE\r 2) OMIT\r");
     case Page::FORMAT:
-      return setting_page(format_heading(settings_), " 1) CUSTOM\r 3) NMEA\r");
+      return setting_page(format_heading(_settings), " 1) CUSTOM\r 3) NMEA\r");
     case Page::AVERAGING_PROMPT:
-      return averaging_heading(settings_) + " ? ";
+      return averaging_heading(_settings) + " ? ";
     case Page::FORMAT_PROMPT:
-      return fields_heading(settings_) + "? ";
+      return fields_heading(_settings) + "? ";
   }
   return "";
 }
 
 std::string Instrument::setting_page(const std::string& heading, const std::string& entries) const {
-  return heading + (paging_ ? std::string(1, PAGE_BREAK) : "") + entries + SUB_MENU_EXIT;
+  return heading + (_paging ? std::string(1, PAGE_BREAK) : "") + entries + SUB_MENU_EXIT;
 }
 
 /// The version stands last because readers take what follows the word up to the end of the text.
 std::string Instrument::short_configuration() const {
-  return IDENTITY + baud_heading(chosen_baud_) + rate_heading(settings_) +
-         averaging_heading(settings_) + "\r" + PAGE_BREAK + errors_heading(settings_) +
-         format_heading(settings_) + fields_heading(settings_) + "\r" + VERSION + "\r";
+  return IDENTITY + baud_heading(_chosen_baud) + rate_heading(_settings) +
+         averaging_heading(_settings) + "\r" + PAGE_BREAK + errors_heading(_settings) +
+         format_heading(_settings) + fields_heading(_settings) + "\r" + VERSION + "\r";
 }
 
 std::string Instrument::measure(const Sample& sample) {
-  if (sample.diagnostic != 0 && settings_.error_handling == ErrorHandling::OMIT) return "";
-  sum_.u += sample.u;
-  sum_.v += sample.v;
-  sum_.w += sample.w;
-  sum_.speed_of_sound += sample.speed_of_sound;
-  sum_.temperature += sample.temperature;
-  sum_.diagnostic |= sample.diagnostic;
-  if (++summed_ < settings_.averaging) return "";
+  if (sample.diagnostic != 0 && _settings.error_handling == ErrorHandling::OMIT) return "";
+  _sum.u += sample.u;
+  _sum.v += sample.v;
+  _sum.w += sample.w;
+  _sum.speed_of_sound += sample.speed_of_sound;
+  _sum.temperature += sample.temperature;
+  _sum.diagnostic |= sample.diagnostic;
+  if (++_summed < _settings.averaging) return "";
   Sample mean;
-  mean.u = sum_.u / summed_;
-  mean.v = sum_.v / summed_;
-  mean.w = sum_.w / summed_;
-  mean.speed_of_sound = sum_.speed_of_sound / summed_;
-  mean.temperature = sum_.temperature / summed_;
-  mean.diagnostic = sum_.diagnostic;
-  sum_ = Sample();
-  summed_ = 0;
-  return output_line(settings_, mean);
+  mean.u = _sum.u / _summed;
+  mean.v = _sum.v / _summed;
+  mean.w = _sum.w / _summed;
+  mean.speed_of_sound = _sum.speed_of_sound / _summed;
+  mean.temperature = _sum.temperature / _summed;
+  mean.diagnostic = _sum.diagnostic;
+  _sum = Sample();
+  _summed = 0;
+  return output_line(_settings, mean);
 }
 
 void Instrument::power_up() {
   forget_input();
-  sum_ = Sample();
-  summed_ = 0;
-  page_ = Page::OPERATE;
+  _sum = Sample();
+  _summed = 0;
+  _page = Page::OPERATE;
 }
 
 void Instrument::forget_input() {
-  escapes_ = 0;
-  typed_.clear();
-  rest_.clear();
-  chosen_baud_ = settings_.baud;
+  _escapes = 0;
+  _typed.clear();
+  _rest.clear();
+  _chosen_baud = _settings.baud;
 }
 
 std::string Instrument::describe() const {
-  const std::string mode = page_ == Page::SILENT    ? "silent"
-                           : page_ == Page::OPERATE ? "operate mode"
-                           : page_ == Page::TOP     ? "top menu"
+  const std::string mode = _page == Page::SILENT    ? "silent"
+                           : _page == Page::OPERATE ? "operate mode"
+                           : _page == Page::TOP     ? "top menu"
                                                     : "sub-menu";
-  return mode + ", " + std::to_string(settings_.baud) + " baud, " + std::to_string(settings_.rate) +
-         " Hz, averaging " + std::to_string(settings_.averaging) + ", errors " +
-         (settings_.error_handling == ErrorHandling::INCLUDE ? "included" : "omitted") +
-         ", format " + (settings_.format == OutputFormat::NMEA ? "nmea" : settings_.fields);
+  return mode + ", " + std::to_string(_settings.baud) + " baud, " + std::to_string(_settings.rate) +
+         " Hz, averaging " + std::to_string(_settings.averaging) + ", errors " +
+         (_settings.error_handling == ErrorHandling::INCLUDE ? "included" : "omitted") +
+         ", format " + (_settings.format == OutputFormat::NMEA ? "nmea" : _settings.fields);
 }
 
 }  // namespace sonic::simulator

@@ -27,8 +27,8 @@ class Instrument {
   /// Operate mode, with the settings as they were.
   void power_up();
 
-  bool operating() const { return page_ == Page::OPERATE; }
-  const Settings& settings() const { return settings_; }
+  bool operating() const { return _page == Page::OPERATE; }
+  const Settings& settings() const { return _settings; }
 
   /// Mode and settings on one line, for people.
   std::string describe() const;
@@ -66,15 +66,15 @@ class Instrument {
 
   static const SetupEntry SETUP_ENTRIES[];
 
-  Settings settings_;
-  Page page_;
-  bool paging_;
-  unsigned int chosen_baud_;  // in force once the baud page is left
-  int escapes_ = 0;           // in a row
-  std::string typed_;         // at a prompt, so far
-  std::string rest_;          // of a page that waits for a key
-  Sample sum_;                // of the samples being averaged
-  unsigned int summed_ = 0;
+  Settings _settings;
+  Page _page;
+  bool _paging;
+  unsigned int _chosen_baud;  // in force once the baud page is left
+  int _escapes = 0;           // in a row
+  std::string _typed;         // at a prompt, so far
+  std::string _rest;          // of a page that waits for a key
+  Sample _sum;                // of the samples being averaged
+  unsigned int _summed = 0;
 };
 
 }  // namespace sonic::simulator

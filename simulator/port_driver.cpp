@@ -26,30 +26,30 @@ uint64_t amount_at(const std::vector<Incident>& incidents, uint64_t record) {
 }  // namespace
 
 std::string PortDriver::framed(uint64_t stamp_ns, const std::string& line) const {
-  return (raw_ ? "" : stamp(stamp_ns)) + line + LINE_END;
+  return (_raw ? "" : stamp(stamp_ns)) + line + LINE_END;
 }
 
 Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
-  ++record_;
-  for (const Incident& step : faults_.steps_back) {
-    if (record_ >= step.record) stamp_ns -= std::min(stamp_ns, step.amount);
+  ++_record;
+  for (const Incident& step : _faults.steps_back) {
+    if (_record >= step.record) stamp_ns -= std::min(stamp_ns, step.amount);
   }
-  if (every(faults_.malformed_period)) spoil_number(line);
-  if (every(faults_.bad_check_period) && !line.empty()) spoil(line.back());
+  if (every(_faults.malformed_period)) spoil_number(line);
+  if (every(_faults.bad_check_period) && !line.empty()) spoil(line.back());
   std::string record = framed(stamp_ns, line);
-  if (every(faults_.bad_stamp_period) && !raw_) spoil(record[stamp(stamp_ns).size() - 2]);
+  if (every(_faults.bad_stamp_period) && !_raw) spoil(record[stamp(stamp_ns).size() - 2]);
 
   Delivery delivery;
-  if (every(faults_.noise_period)) delivery.bytes = noise(faults_.noise_bytes);
+  if (every(_faults.noise_period)) delivery.bytes = noise(_faults.noise_bytes);
   delivery.bytes += record;
-  delivery.bytes.append(static_cast<size_t>(amount_at(faults_.junk, record_)), JUNK);
+  delivery.bytes.append(static_cast<size_t>(amount_at(_faults.junk, _record)), JUNK);
 
-  const uint64_t pause = amount_at(faults_.pauses, record_);
-  const uint64_t power_off = amount_at(faults_.power_cycles, record_);
+  const uint64_t pause = amount_at(_faults.pauses, _record);
+  const uint64_t power_off = amount_at(_faults.power_cycles, _record);
   if (pause != 0) delivery.event = Event::PAUSE;
   if (power_off != 0) delivery.event = Event::POWER_CYCLE;
-  if (record_ == faults_.silent_after) delivery.event = Event::SILENCE;
-  if (record_ == faults_.hang_up_after) delivery.event = Event::HANG_UP;
+  if (_record == _faults.silent_after) delivery.event = Event::SILENCE;
+  if (_record == _faults.hang_up_after) delivery.event = Event::HANG_UP;
   delivery.nanoseconds = pause + power_off;
   return delivery;
 }
@@ -58,7 +58,7 @@ Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
 std::string PortDriver::noise(uint64_t bytes) {
   std::string text;
   while (text.size() < bytes) {
-    const char c = static_cast<char>(random_() & 0xFF);
+    const char c = static_cast<char>(_random() & 0xFF);
     if (c != LINE_END) text += c;
   }
   return text;

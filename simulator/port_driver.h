@@ -44,7 +44,7 @@ class PortDriver {
  public:
   /// `raw`: no stamps, as on the instrument's own line.
   PortDriver(const Faults& faults, uint32_t seed, bool raw)
-      : faults_(faults), random_(seed), raw_(raw) {}
+      : _faults(faults), _random(seed), _raw(raw) {}
 
   /// One record without faults: time stamp, its check, the instrument's line, "\r".
   std::string framed(uint64_t stamp_ns, const std::string& line) const;
@@ -52,13 +52,13 @@ class PortDriver {
   Delivery deliver(uint64_t stamp_ns, std::string line);
 
  private:
-  bool every(uint64_t period) const { return period != 0 && record_ % period == 0; }
+  bool every(uint64_t period) const { return period != 0 && _record % period == 0; }
   std::string noise(uint64_t bytes);
 
-  Faults faults_;
-  std::mt19937 random_;
-  bool raw_;
-  uint64_t record_ = 0;  // delivered so far
+  Faults _faults;
+  std::mt19937 _random;
+  bool _raw;
+  uint64_t _record = 0;  // delivered so far
 };
 
 }  // namespace sonic::simulator

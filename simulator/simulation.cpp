@@ -25,37 +25,37 @@ nanoseconds ns(uint64_t count) { return nanoseconds(static_cast<int64_t>(count))
 }  // namespace
 
 Simulation::Simulation(const Options& options, Trace trace)
-    : options_(options),
-      trace_(std::move(trace)),
-      terminal_(options.link, options.settings.baud),
-      instrument_(options.settings, options.state, options.paging),
-      stream_(options, instrument_),
-      garbage_(options.seed) {}
+    : _options(options),
+      _trace(std::move(trace)),
+      _terminal(options.link, options.settings.baud),
+      _instrument(options.settings, options.state, options.paging),
+      _stream(options, _instrument),
+      _garbage(options.seed) {}
 
 void Simulation::run(const std::atomic<bool>& stop) {
-  while (!stop && !hung_up_) {
-    if (!terminal_.in_use()) {
-      if (in_use_) closed();
+  while (!stop && !_hung_up) {
+    if (!_terminal.in_use()) {
+      if (_in_use) closed();
       std::this_thread::sleep_for(CLOSED_TICK);
       continue;
     }
-    if (!in_use_) opened();
+    if (!_in_use) opened();
     produce();
-    const bool for_keys = pending_.size() < MOST_PENDING;
-    const auto ready = terminal_.wait(for_keys, !pending_.empty(), until_due());
+    const bool for_keys = _pending.size() < MOST_PENDING;
+    const auto ready = _terminal.wait(for_keys, !_pending.empty(), until_due());
     if (ready.readable) take_keys();
     if (ready.writable) send();
   }
 }
 
 void Simulation::opened() {
-  in_use_ = true;
+  _in_use = true;
   trace("port opened");
-  begin(options_.no_setup);
+  begin(_options.no_setup);
 }
 
 void Simulation::closed() {
-  in_use_ = false;
+  _in_use = false;
   trace("port closed");
   begin(false);
 }
@@ -63,97 +63,97 @@ void Simulation::closed() {
 /// A run begins after the settling time, in which a reader ends its set-up; nothing of the run is
 /// lost to it then.
 void Simulation::begin(bool run) {
-  if (!powered_ || instrument_.operating()) instrument_.power_up();
-  powered_ = true;
-  silent_ = false;
-  event_ = Event::NONE;
-  stream_.begin(run);
-  next_due_ = Clock::now() + (run ? ns(options_.settle_ns) : nanoseconds::zero());
+  if (!_powered || _instrument.operating()) _instrument.power_up();
+  _powered = true;
+  _silent = false;
+  _event = Event::NONE;
+  _stream.begin(run);
+  _next_due = Clock::now() + (run ? ns(_options.settle_ns) : nanoseconds::zero());
 }
 
 void Simulation::produce() {
-  if (!in_use_ || !instrument_.operating() || silent_) return;
-  if (event_ != Event::NONE) happen();
+  if (!_in_use || !_instrument.operating() || _silent) return;
+  if (_event != Event::NONE) happen();
   const auto now = Clock::now();
-  if (now - next_due_ > LARGEST_DELAY) next_due_ = now;
+  if (now - _next_due > LARGEST_DELAY) _next_due = now;
   for (int i = 0; i < SAMPLES_AT_ONCE; ++i) {
-    if (next_due_ > now || pending_.size() >= ENOUGH_PENDING) return;
-    if (silent_ || event_ != Event::NONE) return;
-    if (!powered_) {
-      powered_ = true;
-      instrument_.power_up();
+    if (_next_due > now || _pending.size() >= ENOUGH_PENDING) return;
+    if (_silent || _event != Event::NONE) return;
+    if (!_powered) {
+      _powered = true;
+      _instrument.power_up();
       trace("power on");
     }
-    next_due_ += ns(stream_.interval_ns());
-    add(stream_.next());
+    _next_due += ns(_stream.interval_ns());
+    add(_stream.next());
   }
 }
 
 void Simulation::add(const Delivery& delivery) {
-  pending_ += delivery.bytes;
-  event_ = delivery.event;
-  event_ns_ = delivery.nanoseconds;
+  _pending += delivery.bytes;
+  _event = delivery.event;
+  _event_ns = delivery.nanoseconds;
 }
 
 void Simulation::happen() {
-  if (!pending_.empty()) return;
-  switch (std::exchange(event_, Event::NONE)) {
+  if (!_pending.empty()) return;
+  switch (std::exchange(_event, Event::NONE)) {
     case Event::NONE:
       break;
     case Event::POWER_CYCLE:
-      powered_ = false;
+      _powered = false;
       [[fallthrough]];
     case Event::PAUSE:
-      trace(powered_ ? "pause" : "power off");
-      next_due_ = Clock::now() + ns(event_ns_);
-      stream_.skip(event_ns_);
+      trace(_powered ? "pause" : "power off");
+      _next_due = Clock::now() + ns(_event_ns);
+      _stream.skip(_event_ns);
       break;
     case Event::SILENCE:
-      silent_ = true;
+      _silent = true;
       trace("end of the run");
       break;
     case Event::HANG_UP:
       trace("hang-up");
       std::this_thread::sleep_for(LAST_READ);
-      terminal_.hang_up();
-      hung_up_ = true;
-      silent_ = true;
+      _terminal.hang_up();
+      _hung_up = true;
+      _silent = true;
       break;
   }
 }
 
 void Simulation::take_keys() {
-  for (const char c : terminal_.read()) {
-    if (!powered_ || terminal_.speed() != instrument_.settings().baud) continue;
-    const bool was_operating = instrument_.operating();
-    const std::string before = instrument_.describe();
-    pending_ += instrument_.key(c);
-    if (instrument_.describe() != before) trace(instrument_.describe());
-    if (instrument_.operating() == was_operating) continue;
+  for (const char c : _terminal.read()) {
+    if (!_powered || _terminal.speed() != _instrument.settings().baud) continue;
+    const bool was_operating = _instrument.operating();
+    const std::string before = _instrument.describe();
+    _pending += _instrument.key(c);
+    if (_instrument.describe() != before) trace(_instrument.describe());
+    if (_instrument.operating() == was_operating) continue;
     // data at once, so that whoever leaves the menu sees that it has been left
-    if (!was_operating) pending_ += stream_.next_record();
+    if (!was_operating) _pending += _stream.next_record();
     begin(!was_operating);
   }
 }
 
 /// At another speed than the instrument's, the reader sees as many bytes, but others.
 void Simulation::send() {
-  std::string bytes = pending_;
-  if (terminal_.speed() != instrument_.settings().baud) {
-    for (char& c : bytes) c = static_cast<char>(HIGH_BIT | (garbage_() & (HIGH_BIT - 1)));
+  std::string bytes = _pending;
+  if (_terminal.speed() != _instrument.settings().baud) {
+    for (char& c : bytes) c = static_cast<char>(HIGH_BIT | (_garbage() & (HIGH_BIT - 1)));
   }
-  pending_.erase(0, terminal_.write(bytes));
+  _pending.erase(0, _terminal.write(bytes));
 }
 
 milliseconds Simulation::until_due() const {
-  if (hung_up_) return milliseconds::zero();
-  if (!pending_.empty() || !instrument_.operating() || silent_) return LONGEST_WAIT;
-  const auto left = std::chrono::ceil<milliseconds>(next_due_ - Clock::now());
+  if (_hung_up) return milliseconds::zero();
+  if (!_pending.empty() || !_instrument.operating() || _silent) return LONGEST_WAIT;
+  const auto left = std::chrono::ceil<milliseconds>(_next_due - Clock::now());
   return std::clamp(left, milliseconds::zero(), LONGEST_WAIT);
 }
 
 void Simulation::trace(const std::string& line) const {
-  if (trace_) trace_(line);
+  if (_trace) _trace(line);
 }
 
 }  // namespace sonic::simulator

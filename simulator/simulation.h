@@ -23,10 +23,10 @@ class Simulation {
   explicit Simulation(const Options& options, Trace trace = nullptr);
 
   /// Of the port, such as "/dev/pts/3".
-  const std::string& path() const { return terminal_.path(); }
+  const std::string& path() const { return _terminal.path(); }
 
   /// Mode and settings on one line. Not while run() runs in another thread.
-  std::string describe() const { return instrument_.describe(); }
+  std::string describe() const { return _instrument.describe(); }
 
   /// Returns soon after `stop` has become true, or when the line has been hung up as ordered.
   void run(const std::atomic<bool>& stop);
@@ -45,21 +45,21 @@ class Simulation {
   std::chrono::milliseconds until_due() const;
   void trace(const std::string& line) const;
 
-  const Options options_;
-  const Trace trace_;
-  PseudoTerminal terminal_;
-  Instrument instrument_;
-  Stream stream_;
-  std::mt19937 garbage_;
+  const Options _options;
+  const Trace _trace;
+  PseudoTerminal _terminal;
+  Instrument _instrument;
+  Stream _stream;
+  std::mt19937 _garbage;
 
-  bool in_use_ = false;
-  bool powered_ = true;
-  bool silent_ = false;
-  bool hung_up_ = false;
-  std::string pending_;        // bytes that the line has not taken yet
-  Event event_ = Event::NONE;  // happens when nothing is pending any more
-  uint64_t event_ns_ = 0;
-  Clock::time_point next_due_;  // time of the next sample, or of the power's return
+  bool _in_use = false;
+  bool _powered = true;
+  bool _silent = false;
+  bool _hung_up = false;
+  std::string _pending;        // bytes that the line has not taken yet
+  Event _event = Event::NONE;  // happens when nothing is pending any more
+  uint64_t _event_ns = 0;
+  Clock::time_point _next_due;  // time of the next sample, or of the power's return
 };
 
 }  // namespace sonic::simulator

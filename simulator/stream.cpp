@@ -19,71 +19,71 @@ uint64_t clock_ns() {
 }  // namespace
 
 Stream::Stream(const Options& options, Instrument& instrument)
-    : options_(options),
-      instrument_(instrument),
-      wind_(options.seed),
-      driver_(options.faults, options.seed, options.raw) {
-  if (options_.replay.empty()) return;
-  recording_.open(options_.replay, std::ios::binary);
+    : _options(options),
+      _instrument(instrument),
+      _wind(options.seed),
+      _driver(options.faults, options.seed, options.raw) {
+  if (_options.replay.empty()) return;
+  _recording.open(_options.replay, std::ios::binary);
   // a directory can be opened, but not read
-  if (!recording_ || (recording_.peek(), recording_.bad())) {
-    fail(options_.replay);
+  if (!_recording || (_recording.peek(), _recording.bad())) {
+    fail(_options.replay);
   }
 }
 
 void Stream::begin(bool run) {
-  run_ = run;
-  wind_ = Wind(options_.seed);
-  driver_ = PortDriver(run ? options_.faults : Faults(), options_.seed, options_.raw);
-  begin_ns_ = options_.start_ns.value_or(clock_ns());
-  skipped_ns_ = 0;
-  samples_ = 0;
-  recording_.clear();
-  recording_.seekg(0);
+  _run = run;
+  _wind = Wind(_options.seed);
+  _driver = PortDriver(run ? _options.faults : Faults(), _options.seed, _options.raw);
+  _begin_ns = _options.start_ns.value_or(clock_ns());
+  _skipped_ns = 0;
+  _samples = 0;
+  _recording.clear();
+  _recording.seekg(0);
 }
 
 Delivery Stream::next() {
-  if (run_ && !options_.replay.empty()) return recorded_line();
+  if (_run && !_options.replay.empty()) return recorded_line();
   const uint64_t stamp_ns = stamp();
   const std::string line = measure();
-  return line.empty() ? Delivery() : driver_.deliver(stamp_ns, line);
+  return line.empty() ? Delivery() : _driver.deliver(stamp_ns, line);
 }
 
 std::string Stream::next_record() {
   std::string line;
-  while (line.empty()) line = instrument_.measure(wind_.next());
-  return driver_.framed(stamp(), line);
+  while (line.empty()) line = _instrument.measure(_wind.next());
+  return _driver.framed(stamp(), line);
 }
 
 std::string Stream::measure() {
-  Sample sample = wind_.next();
-  ++samples_;
-  const uint64_t period = options_.error_period;
-  if (period != 0 && samples_ % period == 0) sample.diagnostic = PATH_FAILED;
-  return instrument_.measure(sample);
+  Sample sample = _wind.next();
+  ++_samples;
+  const uint64_t period = _options.error_period;
+  if (period != 0 && _samples % period == 0) sample.diagnostic = PATH_FAILED;
+  return _instrument.measure(sample);
 }
 
 uint64_t Stream::stamp() const {
-  const bool real_time = !run_ || options_.speed == 1;
-  if (!options_.start_ns && real_time) return clock_ns();
-  return begin_ns_ + skipped_ns_ + samples_ * (NANOSECONDS / instrument_.settings().rate);
+  const bool real_time = !_run || _options.speed == 1;
+  if (!_options.start_ns && real_time) return clock_ns();
+  return _begin_ns + _skipped_ns + _samples * (NANOSECONDS / _instrument.settings().rate);
 }
 
 uint64_t Stream::interval_ns() const {
-  const uint64_t interval = NANOSECONDS / instrument_.settings().rate;
-  if (!run_) return interval;
-  if (options_.speed == 0) return 0;
-  return static_cast<uint64_t>(static_cast<double>(interval) / options_.speed);
+  const uint64_t interval = NANOSECONDS / _instrument.settings().rate;
+  if (!_run) return interval;
+  if (_options.speed == 0) return 0;
+  return static_cast<uint64_t>(static_cast<double>(interval) / _options.speed);
 }
 
 Delivery Stream::recorded_line() {
   Delivery delivery;
   char c = 0;
-  while (delivery.bytes.size() < LONGEST_RECORDED_PIECE && recording_.get(c)) {
+  while (delivery.bytes.size() < LONGEST_RECORDED_PIECE && _recording.get(c)) {
     delivery.bytes += c;
     if (c == '\r') break;
   }
-  if (!recording_) delivery.event = Event::SILENCE;
+  if (!_recording) delivery.event = Event::SILENCE;
   return delivery;
 }
 

@@ -27,7 +27,7 @@ class Stream {
   std::string next_record();
 
   /// Time went by without samples.
-  void skip(uint64_t nanoseconds) { skipped_ns_ += nanoseconds; }
+  void skip(uint64_t nanoseconds) { _skipped_ns += nanoseconds; }
 
   /// Between two samples; 0: as fast as the reader takes them.
   uint64_t interval_ns() const;
@@ -37,15 +37,15 @@ class Stream {
   uint64_t stamp() const;
   Delivery recorded_line();
 
-  const Options options_;
-  Instrument& instrument_;
-  std::ifstream recording_;
-  bool run_ = false;
-  Wind wind_;
-  PortDriver driver_;
-  uint64_t begin_ns_ = 0;
-  uint64_t skipped_ns_ = 0;
-  uint64_t samples_ = 0;
+  const Options _options;
+  Instrument& _instrument;
+  std::ifstream _recording;
+  bool _run = false;
+  Wind _wind;
+  PortDriver _driver;
+  uint64_t _begin_ns = 0;
+  uint64_t _skipped_ns = 0;
+  uint64_t _samples = 0;
 };
 
 }  // namespace sonic::simulator

@@ -22,15 +22,15 @@ constexpr double ZERO_CELSIUS = 273.15;
 }  // namespace
 
 Sample Wind::next() {
-  drift(deviation_.u, SIGMA_U);
-  drift(deviation_.v, SIGMA_V);
-  drift(deviation_.w, SIGMA_W);
-  drift(deviation_.temperature, SIGMA_TEMPERATURE);
+  drift(_deviation.u, SIGMA_U);
+  drift(_deviation.v, SIGMA_V);
+  drift(_deviation.w, SIGMA_W);
+  drift(_deviation.temperature, SIGMA_TEMPERATURE);
   Sample sample;
-  sample.u = MEAN_U + deviation_.u;
-  sample.v = MEAN_V + deviation_.v;
-  sample.w = MEAN_W + deviation_.w;
-  sample.temperature = MEAN_TEMPERATURE + deviation_.temperature;
+  sample.u = MEAN_U + _deviation.u;
+  sample.v = MEAN_V + _deviation.v;
+  sample.w = MEAN_W + _deviation.w;
+  sample.temperature = MEAN_TEMPERATURE + _deviation.temperature;
   sample.speed_of_sound = SOUND_FACTOR * std::sqrt(sample.temperature + ZERO_CELSIUS);
   return sample;
 }
@@ -39,7 +39,7 @@ Sample Wind::next() {
 // between standard libraries.
 double Wind::gaussian() {
   double sum = -6;
-  for (int i = 0; i < 12; ++i) sum += static_cast<double>(random_()) / LARGEST_RANDOM;
+  for (int i = 0; i < 12; ++i) sum += static_cast<double>(_random()) / LARGEST_RANDOM;
   return sum;
 }
 

@@ -18,7 +18,7 @@ struct Sample {
 /// A steady wind with turbulence. The same seed gives the same samples with every compiler.
 class Wind {
  public:
-  explicit Wind(uint32_t seed) : random_(seed) {}
+  explicit Wind(uint32_t seed) : _random(seed) {}
 
   Sample next();
 
@@ -26,8 +26,8 @@ class Wind {
   double gaussian();
   void drift(double& deviation, double sigma);
 
-  std::mt19937 random_;
-  Sample deviation_;  // from the means
+  std::mt19937 _random;
+  Sample _deviation;  // from the means
 };
 
 }  // namespace sonic::simulator

@@ -29,7 +29,7 @@ bool make(const std::string& terminal, const std::string& path) {
 }  // namespace
 
 PortLink::PortLink(const std::string& path, const std::string& terminal)
-    : path_(path), terminal_(terminal) {
+    : _path(path), _terminal(terminal) {
   if (make(terminal, path)) return;
   if (errno != EEXIST) fail(path);
   if (target_of(path).rfind(PSEUDO_TERMINALS, 0) != 0) {
@@ -45,7 +45,7 @@ PortLink::PortLink(const std::string& path, const std::string& terminal)
 }
 
 PortLink::~PortLink() {
-  if (target_of(path_) == terminal_) unlink(path_.c_str());
+  if (target_of(_path) == _terminal) unlink(_path.c_str());
 }
 
 }  // namespace sonic

@@ -16,8 +16,8 @@ class PortLink {
   PortLink& operator=(const PortLink&) = delete;
 
  private:
-  std::string path_;
-  std::string terminal_;
+  std::string _path;
+  std::string _terminal;
 };
 
 }  // namespace sonic

@@ -47,55 +47,55 @@ bool set_raw(int fd, unsigned int baud) {
 }  // namespace
 
 PseudoTerminal::PseudoTerminal(const std::string& link, unsigned int baud)
-    : fd_(open_master(path_)) {
+    : _fd(open_master(_path)) {
   try {
-    if (!set_raw(fd_, baud) || !open_and_close(path_)) fail(path_);
-    if (!link.empty()) link_.emplace(link, path_);
+    if (!set_raw(_fd, baud) || !open_and_close(_path)) fail(_path);
+    if (!link.empty()) _link.emplace(link, _path);
   } catch (...) {
-    close(fd_);
+    close(_fd);
     throw;
   }
 }
 
 void PseudoTerminal::hang_up() {
-  if (fd_ == -1) return;
-  link_.reset();
-  close(fd_);
-  fd_ = -1;
+  if (_fd == -1) return;
+  _link.reset();
+  close(_fd);
+  _fd = -1;
 }
 
 bool PseudoTerminal::in_use() const {
-  pollfd p{fd_, 0, 0};
+  pollfd p{_fd, 0, 0};
   return poll(&p, 1, 0) != 1 || (p.revents & POLLHUP) == 0;
 }
 
 PseudoTerminal::Ready PseudoTerminal::wait(bool for_keys, bool for_room,
                                            std::chrono::milliseconds limit) const {
   const int events = (for_keys ? POLLIN : 0) | (for_room ? POLLOUT : 0);
-  pollfd p{fd_, static_cast<short>(events), 0};
+  pollfd p{_fd, static_cast<short>(events), 0};
   if (poll(&p, 1, static_cast<int>(limit.count())) < 1) return {false, false};
   return {(p.revents & POLLIN) != 0, (p.revents & POLLOUT) != 0};
 }
 
 std::string PseudoTerminal::read() const {
   char keys[4096];
-  const ssize_t count = ::read(fd_, keys, sizeof keys);
+  const ssize_t count = ::read(_fd, keys, sizeof keys);
   if (count > 0) return std::string(keys, static_cast<size_t>(count));
   // EIO: the last user has just closed the other end
   if (count == 0 || errno == EAGAIN || errno == EINTR || errno == EIO) return "";
-  fail(path_, " reading");
+  fail(_path, " reading");
 }
 
 size_t PseudoTerminal::write(const std::string& bytes) const {
-  const ssize_t count = ::write(fd_, bytes.data(), bytes.size());
+  const ssize_t count = ::write(_fd, bytes.data(), bytes.size());
   if (count >= 0) return static_cast<size_t>(count);
   if (errno == EAGAIN || errno == EINTR || errno == EIO) return 0;
-  fail(path_, " writing");
+  fail(_path, " writing");
 }
 
 unsigned int PseudoTerminal::speed() const {
   termios attributes;  // the kernel answers with those of the other end
-  if (tcgetattr(fd_, &attributes) == -1) return 0;
+  if (tcgetattr(_fd, &attributes) == -1) return 0;
   return baud_of(cfgetospeed(&attributes));
 }
 

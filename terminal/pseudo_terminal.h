@@ -25,10 +25,10 @@ class PseudoTerminal {
   PseudoTerminal& operator=(const PseudoTerminal&) = delete;
 
   /// Of the other end, such as "/dev/pts/3".
-  const std::string& path() const { return path_; }
+  const std::string& path() const { return _path; }
 
   /// Of this end.
-  int fd() const { return fd_; }
+  int fd() const { return _fd; }
 
   /// Whether somebody has the other end open.
   bool in_use() const;
@@ -49,9 +49,9 @@ class PseudoTerminal {
   void hang_up();
 
  private:
-  std::string path_;
-  int fd_;  // -1: hung up
-  std::optional<PortLink> link_;
+  std::string _path;
+  int _fd;  // -1: hung up
+  std::optional<PortLink> _link;
 };
 
 }  // namespace sonic
