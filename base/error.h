@@ -1,17 +1,16 @@
 #pragma once
 
-#include <cerrno>
-#include <cstring>
-#include <stdexcept>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
 namespace sonic {
 
-/// Throws "WHAT: " and the text of `errno`.
-[[noreturn]] inline void fail(std::string_view what, std::string_view more = "") {
-  const int error = errno;  // first: making a text may change it
-  throw std::runtime_error(std::string(what).append(more) + ": " + std::strerror(error));
-}
+/// The parts of `message` and, after them, the system's text for `error`. Give `errno` itself and
+/// the parts as they are: making a text, as "+" does, may change errno before it is taken.
+std::string error_text(int error, std::initializer_list<std::string_view> message);
+
+/// Throws that text as a std::runtime_error.
+[[noreturn]] void throw_error(int error, std::initializer_list<std::string_view> message);
 
 }  // namespace sonic

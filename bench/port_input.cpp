@@ -1,5 +1,6 @@
 #include "bench/port_input.h"
 
+#include "base/time.h"
 #include "simulator/stream.h"
 
 namespace sonic::bench {
@@ -8,7 +9,7 @@ std::vector<std::string> port_lines(size_t count) {
   simulator::Options options;
   options.settings.rate = 32;
   options.settings.fields = "5ABEC";  // as the daemon sets it
-  options.start_ns = 1700002800 * NANOSECONDS;
+  options.start_ns = 1700002800 * NANOSECONDS_PER_SECOND;
   simulator::Instrument instrument(options.settings, options.state, options.paging);
   simulator::Stream stream(options, instrument);
   stream.begin(true);

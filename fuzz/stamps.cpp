@@ -7,7 +7,7 @@
 #include "properties.h"
 #include "terminal/framing.h"
 
-static const std::string STAMP = stamp(1);
+static const std::string STAMP = time_stamp(1);
 static const std::string RECORD = "1.1 1.1 1.1 1.1 1.1 1 00";
 
 static bool is_record(const std::string& line) {
@@ -46,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         line += c;
         continue;
       }
-      if (whole && is_record(line)) expected += stamp(arrival);
+      if (whole && is_record(line)) expected += time_stamp(arrival);
       expected += line + '\r';
       line.clear();
       whole = true;

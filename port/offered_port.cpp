@@ -6,6 +6,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "base/error.h"
 #include "serial/speeds.h"
 
@@ -28,7 +30,7 @@ void watch(int epoll, int fd, unsigned int what) {
   epoll_event event{};
   event.events = what | EPOLLET;
   event.data.fd = fd;
-  if (epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event) == -1) fail("epoll");
+  if (epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event) == -1) throw_error(errno, {"epoll: "});
 }
 
 }  // namespace
@@ -38,28 +40,19 @@ OfferedPort::OfferedPort(const std::string& link, unsigned int baud)
       _events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
       _order(epoll_create1(EPOLL_CLOEXEC)),
       _speed(speed_code(baud).value()) {
-  try {
-    const int packets = 1;
-    if (ioctl(_terminal.fd(), TIOCPKT, &packets) == -1) fail(path());
-    if (inotify_add_watch(_events, path().c_str(), IN_OPEN | IN_MODIFY) == -1) fail(path());
-    watch(_order, _events, EPOLLIN);
-    watch(_order, _terminal.fd(), EPOLLPRI);
-    ask_for_reports();
-  } catch (...) {
-    close_all();
-    throw;
+  const int packets = 1;
+  if (ioctl(_terminal.fd(), TIOCPKT, &packets) == -1) throw_error(errno, {path(), ": "});
+  if (inotify_add_watch(_events.get(), path().c_str(), IN_OPEN | IN_MODIFY) == -1) {
+    throw_error(errno, {path(), ": "});
   }
-}
-
-OfferedPort::~OfferedPort() { close_all(); }
-
-void OfferedPort::close_all() const {
-  close(_order);
-  close(_events);
+  watch(_order.get(), _events.get(), EPOLLIN);
+  watch(_order.get(), _terminal.fd(), EPOLLPRI);
+  ask_for_reports();
 }
 
 pollfd OfferedPort::awaited(bool for_requests, bool for_room) const {
-  if (!_in_use) return {_events, POLLIN, 0};  // the terminal would report its hang-up all the time
+  if (!_in_use)
+    return {_events.get(), POLLIN, 0};  // the terminal would report its hang-up all the time
   const int what = (for_requests ? POLLIN : 0) | (for_room ? POLLOUT : 0);
   return {_terminal.fd(), static_cast<short>(what), 0};
 }
@@ -117,7 +110,7 @@ void OfferedPort::take_packet(std::vector<Request>& requests) {
 
 void OfferedPort::take_speed(std::vector<Request>& requests) {
   termios settings;
-  if (tcgetattr(_terminal.fd(), &settings) == -1) fail(path());
+  if (tcgetattr(_terminal.fd(), &settings) == -1) throw_error(errno, {path(), ": "});
   const bool reports = (settings.c_lflag & TELL_CHANGES) != 0;
   const speed_t speed = cfgetospeed(&settings);
   if (speed != _speed || reports != _reports) _last_change = Clock::now();
@@ -131,31 +124,30 @@ void OfferedPort::take_speed(std::vector<Request>& requests) {
 /// set all of them at once.
 void OfferedPort::ask_for_reports() {
   termios settings;
-  if (tcgetattr(_terminal.fd(), &settings) == -1) fail(path());
+  if (tcgetattr(_terminal.fd(), &settings) == -1) throw_error(errno, {path(), ": "});
   settings.c_lflag |= TELL_CHANGES;
-  if (tcsetattr(_terminal.fd(), TCSANOW, &settings) == -1) fail(path());
+  if (tcsetattr(_terminal.fd(), TCSANOW, &settings) == -1) throw_error(errno, {path(), ": "});
   _reports = true;
 }
 
 /// The pseudo-terminal would keep it for the next user.
 void OfferedPort::forget_unread() const {
-  const int fd = open(path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  if (fd == -1) fail(path());
-  tcflush(fd, TCIFLUSH);
-  close(fd);
+  const Descriptor user(open(path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (!user.is_open()) throw_error(errno, {path(), ": "});
+  tcflush(user.get(), TCIFLUSH);
 }
 
 /// Since the last call of forget_writes.
 bool OfferedPort::was_written_first() const {
   epoll_event first{};
-  return epoll_wait(_order, &first, 1, 0) == 1 && first.data.fd == _events;
+  return epoll_wait(_order.get(), &first, 1, 0) == 1 && first.data.fd == _events.get();
 }
 
 void OfferedPort::forget_writes() const {
   char event[4096];
-  while (read(_events, event, sizeof event) > 0) continue;
+  while (read(_events.get(), event, sizeof event) > 0) continue;
   epoll_event both[2];
-  epoll_wait(_order, both, 2, 0);
+  epoll_wait(_order.get(), both, 2, 0);
 }
 
 }  // namespace sonic::port

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/descriptor.h"
 #include "terminal/pseudo_terminal.h"
 
 namespace sonic::port {
@@ -24,7 +25,6 @@ struct Request {
 class OfferedPort {
  public:
   OfferedPort(const std::string& link, unsigned int baud);
-  ~OfferedPort();
 
   const std::string& path() const { return _terminal.path(); }
 
@@ -56,11 +56,10 @@ class OfferedPort {
   void forget_writes() const;
   void forget_unread() const;
   void ask_for_reports();
-  void close_all() const;
 
   PseudoTerminal _terminal;
-  int _events;  // inotify: opened, written to
-  int _order;   // epoll: of what has happened first, a write or a change of the settings
+  Descriptor _events;  // inotify: opened, written to
+  Descriptor _order;   // epoll: of what has happened first, a write or a change of the settings
   bool _in_use = false;
   bool _reports = false;  // of changed settings
   Clock::time_point _last_change;

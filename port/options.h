@@ -1,19 +1,17 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace sonic::port {
 
 struct Options {
   std::string device;
-  std::string link;  // empty: none
+  std::string link;  ///< empty: none
   bool trace = false;
-  bool help = false;
 };
 
-/// Throws std::invalid_argument with a message for the user.
-Options parse_options(int argc, char* const argv[]);
-
-extern const char* const HELP_TEXT;
+/// Nothing when help or version was asked for and has been printed. Throws UsageError.
+std::optional<Options> parse_options(int argc, char* const argv[]);
 
 }  // namespace sonic::port

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "base/error.h"
+#include "base/time.h"
 #include "serial/speeds.h"
-#include "terminal/framing.h"
 
 namespace sonic::port {
 
@@ -28,11 +28,6 @@ constexpr milliseconds LONGEST_HOLD(200);
 constexpr milliseconds UNTIL_SENT(1);
 
 constexpr std::chrono::minutes BETWEEN_COMPLAINTS(1);
-
-uint64_t clock_ns() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return static_cast<uint64_t>(std::chrono::nanoseconds(now).count());
-}
 
 std::string text_of(speed_t speed) {
   const unsigned int baud = baud_of(speed);
@@ -61,7 +56,8 @@ void Relay::run(int stop) {
     pollfd awaited[] = {{stop, POLLIN, 0},
                         {_device.fd(), static_cast<short>(full ? POLLIN | POLLOUT : POLLIN), 0},
                         _port.awaited(!busy, !_queue.front().empty())};
-    if (poll(awaited, std::size(awaited), patience()) == -1 && errno != EINTR) fail("poll");
+    if (poll(awaited, std::size(awaited), patience()) == -1 && errno != EINTR)
+      throw_error(errno, {"poll: "});
     const auto& [stopped, device, port] = awaited;
     if (stopped.revents != 0) break;
     if ((device.revents & POLLOUT) != 0) send_keys();
@@ -115,7 +111,7 @@ void Relay::hand_over() {
   for (const uint64_t arrival_ns : std::exchange(_stamped, {})) {
     char line[80];
     std::snprintf(line, sizeof line, "stamped %" PRIu64 ".%09" PRIu64 ", %.3f ms later",
-                  arrival_ns / NANOSECONDS, arrival_ns % NANOSECONDS,
+                  arrival_ns / NANOSECONDS_PER_SECOND, arrival_ns % NANOSECONDS_PER_SECOND,
                   static_cast<double>(clock_ns() - arrival_ns) / 1e6);
     _log(line);
   }

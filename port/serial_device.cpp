@@ -24,86 +24,92 @@ constexpr int LOW_LATENCY = ASYNC_LOW_LATENCY;
 
 bool is_harmless_failure() { return errno == EAGAIN || errno == EINTR; }
 
-}  // namespace
-
-SerialDevice::SerialDevice(const std::string& path, speed_t speed, void (*log)(const std::string&))
-    : _path(path), _fd(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
-  if (_fd == -1) fail(_path, " cannot be opened");
-  try {
-    lock();
-    if (tcgetattr(_fd, &_found) == -1) fail(_path, " is no serial port");
-    try {
-      set_raw(speed);
-      set_low_latency(log);
-    } catch (...) {
-      put_back();
-      throw;
-    }
-  } catch (...) {
-    close(_fd);
-    throw;
-  }
-}
-
-SerialDevice::~SerialDevice() {
-  put_back();
-  close(_fd);
+bool all_sent(int fd) {
+  int waiting = 0;
+  return ioctl(fd, TIOCOUTQ, &waiting) == -1 || waiting == 0;
 }
 
 /// The exclusive use keeps other users out, the lock other programs of root's.
-void SerialDevice::lock() const {
-  if (flock(_fd, LOCK_EX | LOCK_NB) == -1) {
-    errno = EBUSY;
-    fail(_path, " cannot be opened");
+Descriptor open_device(const std::string& path) {
+  Descriptor device(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (!device.is_open()) throw_error(errno, {path, " cannot be opened: "});
+  if (flock(device.get(), LOCK_EX | LOCK_NB) == -1) {
+    throw_error(EBUSY, {path, " cannot be opened: "});
   }
-  if (ioctl(_fd, TIOCEXCL) == -1) fail(_path, " is no serial port");
+  if (ioctl(device.get(), TIOCEXCL) == -1) throw_error(errno, {path, " is no serial port: "});
+  return device;
+}
+
+}  // namespace
+
+SerialDevice::FoundSettings::FoundSettings(int device, const std::string& path) : fd(device) {
+  if (tcgetattr(fd, &line) == -1) throw_error(errno, {path, " is no serial port: "});
+}
+
+/// What has not left in time never will, and the line could not be closed for half a minute.
+SerialDevice::FoundSettings::~FoundSettings() {
+  const auto end = std::chrono::steady_clock::now() + LAST_BYTES;
+  while (!all_sent(fd) && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(milliseconds(1));
+  }
+  if (!all_sent(fd)) tcflush(fd, TCOFLUSH);
+  serial_struct serial{};
+  if (flags != -1 && ioctl(fd, TIOCGSERIAL, &serial) == 0) {
+    serial.flags = flags;
+    ioctl(fd, TIOCSSERIAL, &serial);
+  }
+  TEMP_FAILURE_RETRY(tcsetattr(fd, TCSADRAIN, &line));
+  ioctl(fd, TIOCNXCL);
+}
+
+SerialDevice::SerialDevice(const std::string& path, speed_t speed, void (*log)(const std::string&))
+    : _path(path), _descriptor(open_device(path)), _found(fd(), path) {
+  set_raw(speed);
+  set_low_latency(log);
 }
 
 void SerialDevice::set_raw(speed_t speed) {
-  termios line = _found;
+  termios line = _found.line;
   cfmakeraw(&line);
   line.c_iflag = IGNPAR;
   line.c_cflag = CS8 | CREAD | CLOCAL;
   cfsetspeed(&line, speed);
-  if (!apply(line)) fail(_path, " cannot be set up");
-  tcflush(_fd, TCIFLUSH);  // came at another speed, perhaps
+  if (!apply(line)) throw_error(errno, {_path, " cannot be set up: "});
+  tcflush(fd(), TCIFLUSH);  // came at another speed, perhaps
 }
 
 /// Without it some drivers let bytes wait for many milliseconds before they hand them over.
 void SerialDevice::set_low_latency(void (*log)(const std::string&)) {
   serial_struct serial{};
   const auto is_set = [&] {
-    return ioctl(_fd, TIOCGSERIAL, &serial) == 0 && (serial.flags & LOW_LATENCY) != 0;
+    return ioctl(fd(), TIOCGSERIAL, &serial) == 0 && (serial.flags & LOW_LATENCY) != 0;
   };
   if (is_set()) return;
   const int flags = serial.flags;
   serial.flags |= LOW_LATENCY;
-  if (ioctl(_fd, TIOCSSERIAL, &serial) == 0 && is_set()) {
-    _found_flags = flags;
+  if (ioctl(fd(), TIOCSSERIAL, &serial) == 0 && is_set()) {
+    _found.flags = flags;
   } else {
-    log(_path + ": its driver knows no low latency");
+    log(_path + ": the driver has no low-latency mode");
   }
 }
 
 /// A driver may pass over a speed that it cannot make, and report success.
 bool SerialDevice::apply(const termios& wanted) const {
   termios in_force{};
-  if (tcsetattr(_fd, TCSANOW, &wanted) == -1 || tcgetattr(_fd, &in_force) == -1) return false;
+  if (tcsetattr(fd(), TCSANOW, &wanted) == -1 || tcgetattr(fd(), &in_force) == -1) return false;
   if (cfgetospeed(&in_force) == cfgetospeed(&wanted)) return true;
   errno = EINVAL;
   return false;
 }
 
-/// Those few are in the adapter or UART.
-bool SerialDevice::has_sent() const {
-  int waiting = 0;
-  return ioctl(_fd, TIOCOUTQ, &waiting) == -1 || waiting == 0;
-}
+/// TIOCOUTQ counts the kernel's buffer only, not the FIFO of the adapter or UART.
+bool SerialDevice::has_sent() const { return all_sent(fd()); }
 
 bool SerialDevice::set_speed(speed_t speed) {
   termios line{};
-  if (TEMP_FAILURE_RETRY(tcdrain(_fd)) == -1 || tcgetattr(_fd, &line) == -1) {
-    fail(_path, " is gone");
+  if (TEMP_FAILURE_RETRY(tcdrain(fd())) == -1 || tcgetattr(fd(), &line) == -1) {
+    throw_error(errno, {_path, " is gone: "});
   }
   const termios before = line;
   if (cfsetspeed(&line, speed) == 0 && apply(line)) return true;
@@ -113,34 +119,18 @@ bool SerialDevice::set_speed(speed_t speed) {
 
 std::string SerialDevice::read() const {
   char bytes[BLOCK];
-  const ssize_t count = ::read(_fd, bytes, sizeof bytes);
+  const ssize_t count = ::read(fd(), bytes, sizeof bytes);
   if (count > 0) return std::string(bytes, static_cast<size_t>(count));
   if (count == -1 && is_harmless_failure()) return "";
   if (count == 0) errno = EIO;  // the line was hung up
-  fail(_path, " is gone");
+  throw_error(errno, {_path, " is gone: "});
 }
 
 size_t SerialDevice::write(const std::string& bytes) const {
-  const ssize_t count = ::write(_fd, bytes.data(), bytes.size());
+  const ssize_t count = ::write(fd(), bytes.data(), bytes.size());
   if (count >= 0) return static_cast<size_t>(count);
   if (is_harmless_failure()) return 0;
-  fail(_path, " is gone");
-}
-
-/// What has not left in time never will, and the line could not be closed for half a minute.
-void SerialDevice::put_back() const {
-  const auto end = std::chrono::steady_clock::now() + LAST_BYTES;
-  while (!has_sent() && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(milliseconds(1));
-  }
-  if (!has_sent()) tcflush(_fd, TCOFLUSH);
-  serial_struct serial{};
-  if (_found_flags != -1 && ioctl(_fd, TIOCGSERIAL, &serial) == 0) {
-    serial.flags = _found_flags;
-    ioctl(_fd, TIOCSSERIAL, &serial);
-  }
-  TEMP_FAILURE_RETRY(tcsetattr(_fd, TCSADRAIN, &_found));
-  ioctl(_fd, TIOCNXCL);
+  throw_error(errno, {_path, " is gone: "});
 }
 
 }  // namespace sonic::port

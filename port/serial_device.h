@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "base/descriptor.h"
+
 namespace sonic::port {
 
 /// The real serial port, for this program alone: raw, 8N1, modem lines ignored, non-blocking. Its
@@ -11,14 +13,11 @@ namespace sonic::port {
 /// path.
 class SerialDevice {
  public:
-  /// `log` gets a line where the driver knows no low latency.
+  /// `log` gets a line where the driver has no low-latency mode.
   SerialDevice(const std::string& path, speed_t speed, void (*log)(const std::string&));
-  ~SerialDevice();
-  SerialDevice(const SerialDevice&) = delete;
-  SerialDevice& operator=(const SerialDevice&) = delete;
 
   const std::string& path() const { return _path; }
-  int fd() const { return _fd; }
+  int fd() const { return _descriptor.get(); }
 
   /// What has arrived, possibly nothing.
   std::string read() const;
@@ -33,16 +32,25 @@ class SerialDevice {
   bool set_speed(speed_t speed);
 
  private:
-  void lock() const;
+  /// The settings that the device had, put back by the destructor.
+  struct FoundSettings {
+    FoundSettings(int device, const std::string& path);
+    ~FoundSettings();
+    FoundSettings(const FoundSettings&) = delete;
+    FoundSettings& operator=(const FoundSettings&) = delete;
+
+    int fd;
+    termios line{};
+    int flags = -1;  // of the driver; -1: left as they were
+  };
+
   void set_raw(speed_t speed);
   void set_low_latency(void (*log)(const std::string&));
   bool apply(const termios& wanted) const;
-  void put_back() const;
 
   std::string _path;
-  int _fd;
-  termios _found{};
-  int _found_flags = -1;  // -1: left as they were
+  Descriptor _descriptor;
+  FoundSettings _found;
 };
 
 }  // namespace sonic::port

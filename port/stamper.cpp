@@ -32,7 +32,7 @@ std::string Stamper::take(const std::string& bytes, uint64_t arrival_ns) {
       break;
     }
     if (verdict == RecordMatcher::Verdict::COMPLETE) {
-      passed += stamp(_arrival_ns);
+      passed += time_stamp(_arrival_ns);
       if (_stamped) _stamped(_arrival_ns);
     } else {
       _in_other_line = bytes[end - 1] != LINE_END;

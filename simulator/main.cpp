@@ -1,28 +1,30 @@
 #include <atomic>
 #include <csignal>
-#include <exception>
 #include <iostream>
-#include <stdexcept>
 #include <string>
 
+#include "base/command_line.h"
 #include "simulator/options.h"
 #include "simulator/simulation.h"
 
+namespace sonic::simulator {
+
 namespace {
 
-constexpr int FAILURE = 1;
-constexpr int BAD_OPTION = 2;
+constexpr const char* PROGRAM = "sonic-simulator";
 
 std::atomic<bool> stop(false);
 static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler sets it");
 
 void on_signal(int) { stop = true; }
 
-void print(const std::string& line) { std::cout << "sonic-simulator: " << line << std::endl; }
+void print(const std::string& line) { std::cout << PROGRAM << ": " << line << std::endl; }
 
-int simulate(const sonic::simulator::Options& options) {
-  sonic::simulator::Simulation simulation(options, options.trace ? print : nullptr);
-  const std::string linked = options.link.empty() ? "" : " linked as " + options.link;
+int run(int argc, char* argv[]) {
+  const auto options = parse_options(argc, argv);
+  if (!options) return 0;
+  Simulation simulation(*options, options->trace ? print : nullptr);
+  const std::string linked = options->link.empty() ? "" : " linked as " + options->link;
   print(simulation.path() + linked + ", " + simulation.describe());
   simulation.run(stop);
   return 0;
@@ -30,21 +32,11 @@ int simulate(const sonic::simulator::Options& options) {
 
 }  // namespace
 
+}  // namespace sonic::simulator
+
 int main(int argc, char* argv[]) {
-  std::signal(SIGINT, on_signal);
-  std::signal(SIGTERM, on_signal);
-  std::signal(SIGHUP, on_signal);
+  using namespace sonic::simulator;
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, on_signal);
   std::signal(SIGPIPE, SIG_IGN);  // a reader of the trace may go away
-  try {
-    const auto options = sonic::simulator::parse_options(argc, argv);
-    if (!options.help) return simulate(options);
-    std::cout << sonic::simulator::help_text();
-    return 0;
-  } catch (const std::invalid_argument& e) {
-    std::cerr << "sonic-simulator: " << e.what() << "\nTry 'sonic-simulator --help'.\n";
-    return BAD_OPTION;
-  } catch (const std::exception& e) {
-    std::cerr << "sonic-simulator: " << e.what() << '\n';
-    return FAILURE;
-  }
+  return sonic::run_program(PROGRAM, [&] { return run(argc, argv); });
 }

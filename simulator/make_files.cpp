@@ -2,31 +2,32 @@
 // through a port: a month in minutes.
 
 #include <cstdlib>
-#include <exception>
 #include <fstream>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 
+#include "base/command_line.h"
+#include "base/time.h"
+#include "output/data_header.h"
 #include "records/data_line.h"
 #include "simulator/stream.h"
 
+namespace sonic::simulator {
+
 namespace {
 
-using sonic::NANOSECONDS;
-
-constexpr unsigned int RATE = 32;
-constexpr uint64_t HALF_HOUR = 1800;
+constexpr const char* PROGRAM = "make-files";
+constexpr unsigned int RATE_HZ = 32;
 constexpr size_t VALUES = 6;
 
 std::ofstream new_file(const std::string& folder, uint64_t start, const std::string& serial) {
   std::ofstream file(folder + "/" + std::to_string(start) + ".young_81000_v." + serial);
-  file << "Model\tRM Young 81000 V\nSN\t" << serial << "\nVersion\t4.10\nRate\t" << RATE
-       << "\nDATA_SONICH\tSECONDS\tNANOSECONDS\tu\tv\tw\tsos\tts\tdiag\tchk\n";
+  file << instrument_lines("RM Young 81000 V", serial, "4.10", std::to_string(RATE_HZ)) << '\n'
+       << young_81000_data_header().header("") << '\n';
   return file;
 }
 
-/// Of "SECONDS.NANOSECONDS,XX,   U   V   W   SOS   TS DIAG CHECK", as the port gives a record.
+// Of "SECONDS.NANOSECONDS,XX,   U   V   W   SOS   TS DIAG CHECKSUM", as the port gives a record.
 std::string values_of(const std::string& port_line) {
   std::string values;
   size_t end = port_line.rfind(',') + 1;
@@ -39,42 +40,48 @@ std::string values_of(const std::string& port_line) {
   return values;
 }
 
-/// `seed` makes the wind, and is the serial number.
+// `seed` makes the wind, and is the serial number.
 void make_files(const std::string& folder, uint64_t start, uint64_t seconds, uint32_t seed) {
-  sonic::simulator::Options options;
-  options.settings.rate = RATE;
+  Options options;
+  options.settings.rate = RATE_HZ;
   options.settings.fields = "5ABEC";  // as the daemon sets it
-  options.start_ns = start * NANOSECONDS;
+  options.start_ns = start * NANOSECONDS_PER_SECOND;
   options.seed = seed;
-  sonic::simulator::Instrument instrument(options.settings, options.state, options.paging);
-  sonic::simulator::Stream stream(options, instrument);
+  Instrument instrument(options.settings, options.state, options.paging);
+  Stream stream(options, instrument);
   stream.begin(true);
   std::ofstream file;
-  for (uint64_t i = 0; i < seconds * RATE; ++i) {
-    const uint64_t time = start * NANOSECONDS + i * NANOSECONDS / RATE;
-    if (time % (HALF_HOUR * NANOSECONDS) == 0 || i == 0) {
-      const uint64_t second = time / NANOSECONDS;
-      file = new_file(folder, second - second % HALF_HOUR, std::to_string(seed));
+  for (uint64_t i = 0; i < seconds * RATE_HZ; ++i) {
+    const uint64_t second = start + i / RATE_HZ;
+    const uint64_t nanosecond = i % RATE_HZ * NANOSECONDS_PER_SECOND / RATE_HZ;
+    if ((nanosecond == 0 && second % SECONDS_PER_HALF_HOUR == 0) || i == 0) {
+      file = new_file(folder, second - second % SECONDS_PER_HALF_HOUR, std::to_string(seed));
     }
-    const std::string values = values_of(stream.next().bytes);
-    file << sonic::data_line(time / NANOSECONDS, time % NANOSECONDS, values) << '\n';
+    file << data_line(second, nanosecond, values_of(stream.next().bytes)) << '\n';
     if (!file) throw std::runtime_error(folder + ": cannot write");
   }
 }
 
+int run(int argc, char* argv[]) {
+  const CommandLine command_line = {
+      PROGRAM,
+      "FOLDER START SECONDS SEED",
+      "Writes the half-hour files of SECONDS from START on, in seconds since 1970.\n",
+      {},
+      ""};
+  const auto arguments = command_line.parse(argc, argv);
+  if (!arguments) return 0;
+  if (arguments->size() != 4) throw UsageError("FOLDER, START, SECONDS and SEED are needed");
+  make_files(arguments->at(0), std::stoull(arguments->at(1)), std::stoull(arguments->at(2)),
+             static_cast<uint32_t>(std::stoul(arguments->at(3))));
+  return 0;
+}
+
 }  // namespace
 
+}  // namespace sonic::simulator
+
 int main(int argc, char* argv[]) {
-  if (argc != 5) {
-    std::cerr << "usage: make-files FOLDER START SECONDS SEED\n";
-    return 2;
-  }
-  try {
-    make_files(argv[1], std::stoull(argv[2]), std::stoull(argv[3]),
-               static_cast<uint32_t>(std::stoul(argv[4])));
-  } catch (const std::exception& e) {
-    std::cerr << "make-files: " << e.what() << '\n';
-    return 1;
-  }
-  return 0;
+  using namespace sonic::simulator;
+  return sonic::run_program(PROGRAM, [&] { return run(argc, argv); });
 }

@@ -1,14 +1,12 @@
 #include "simulator/options.h"
 
-#include <getopt.h>
-
 #include <cstdlib>
-#include <iomanip>
 #include <limits>
 #include <map>
-#include <sstream>
 #include <stdexcept>
 #include <vector>
+
+#include "base/command_line.h"
 
 namespace sonic::simulator {
 
@@ -18,11 +16,10 @@ constexpr uint64_t ANY_COUNT = std::numeric_limits<uint32_t>::max();
 constexpr uint64_t MOST_AVERAGED = 9999;
 constexpr uint64_t MOST_BYTES = 1000000;
 constexpr uint64_t MOST_SECONDS = 10000000000;  // so that nanoseconds stay within 64 bits
-constexpr uint64_t DEFAULT_POWER_OFF = 3 * NANOSECONDS;
+constexpr uint64_t DEFAULT_POWER_OFF = 3 * NANOSECONDS_PER_SECOND;
 constexpr double SLOWEST = 0.001, FASTEST = 1e6;  // times real time
 constexpr size_t NANOSECOND_DIGITS = 9;
 constexpr size_t LONGEST_FIELDS = 20;
-constexpr int HELP_COLUMN = 30;
 
 [[noreturn]] void reject(const std::string& text, const std::string& wanted) {
   throw std::invalid_argument("'" + text + "' is not " + wanted);
@@ -52,7 +49,7 @@ uint64_t nanoseconds(const std::string& text) {
     reject(text, "a number of seconds with at most nine decimals");
   }
   fraction.resize(NANOSECOND_DIGITS, '0');
-  return seconds * NANOSECONDS + std::stoull(fraction);
+  return seconds * NANOSECONDS_PER_SECOND + std::stoull(fraction);
 }
 
 uint64_t period(const std::string& text) { return number(text, 1, ANY_COUNT); }
@@ -121,141 +118,99 @@ std::string fields(const std::string& text) {
   return text;
 }
 
-struct Option {
-  const char* name;
-  const char* argument;  // nullptr: takes none
-  const char* help;      // its lines are indented alike
-  void (*set)(Options&, const std::string&);
-};
-
 using Text = std::string;
 
-const Option OPTIONS[] = {
-    {"link", "PATH", "link the port to PATH, such as /dev/ttyS1",
-     [](Options& o, const Text& t) { o.link = t; }},
-    {"state", "STATE", "operate (default), top or sub (in a menu), silent (answers nothing)",
-     [](Options& o, const Text& t) { o.state = named(t, STATES); }},
-    {"baud", "BAUD", "4800, 9600, 19200 or 38400 (default)",
-     [](Options& o, const Text& t) { o.settings.baud = offered(t, is_baud_rate); }},
-    {"rate", "HZ", "output rate: 4, 5, 8, 10 (default), 16, 20 or 32 Hz",
-     [](Options& o, const Text& t) { o.settings.rate = offered(t, is_output_rate); }},
-    {"averaging", "N", "samples to a record (default 0: off)",
-     [](Options& o, const Text& t) {
-       o.settings.averaging = static_cast<unsigned int>(number(t, 0, MOST_AVERAGED));
-     }},
-    {"error-handling", "HOW", "include (default) or omit samples with errors",
-     [](Options& o, const Text& t) { o.settings.error_handling = named(t, ERROR_HANDLINGS); }},
-    {"format", "FORMAT", "custom (default) or nmea",
-     [](Options& o, const Text& t) { o.settings.format = named(t, FORMATS); }},
-    {"fields", "TEXT",
-     "fields of the custom format (default 5ABCDE): 5 u v w, A speed of sound,\n"
-     "B temperature, C check, D voltage inputs, E diagnostic word",
-     [](Options& o, const Text& t) { o.settings.fields = fields(t); }},
-    {"paging", nullptr, "break the pages of the single settings in two",
-     [](Options& o, const Text&) { o.paging = true; }},
-    {"errors", "N", "every N-th sample has a diagnostic word that is not zero",
-     [](Options& o, const Text& t) { o.error_period = period(t); }},
-    {"seed", "N", "of wind and noise (default 1); the same seed gives the same run",
-     [](Options& o, const Text& t) { o.seed = static_cast<uint32_t>(number(t, 0, ANY_COUNT)); }},
+std::vector<Option> options_into(Options& o) {
+  return {
+      {"link", "PATH", "link the port to PATH, such as /dev/ttyS1", store(o.link)},
+      {"state", "STATE", "operate (default), top or sub (in a menu), silent (answers nothing)",
+       [&o](const Text& t) { o.state = named(t, STATES); }},
+      {"baud", "BAUD", "4800, 9600, 19200 or 38400 (default)",
+       [&o](const Text& t) { o.settings.baud = offered(t, is_baud_rate); }},
+      {"rate", "HZ", "output rate: 4, 5, 8, 10 (default), 16, 20 or 32 Hz",
+       [&o](const Text& t) { o.settings.rate = offered(t, is_output_rate); }},
+      {"averaging", "N", "samples to a record (default 0: off)",
+       [&o](const Text& t) {
+         o.settings.averaging = static_cast<unsigned int>(number(t, 0, MOST_AVERAGED));
+       }},
+      {"error-handling", "HOW", "include (default) or omit samples with errors",
+       [&o](const Text& t) { o.settings.error_handling = named(t, ERROR_HANDLINGS); }},
+      {"format", "FORMAT", "custom (default) or nmea",
+       [&o](const Text& t) { o.settings.format = named(t, FORMATS); }},
+      {"fields", "TEXT",
+       "fields of the custom format (default 5ABCDE): 5 u v w, A speed of sound,\n"
+       "B temperature, C check, D voltage inputs, E diagnostic word",
+       [&o](const Text& t) { o.settings.fields = fields(t); }},
+      {"paging", "", "break the pages of the single settings in two", store(o.paging)},
+      {"errors", "N", "every N-th sample has a diagnostic word that is not zero",
+       [&o](const Text& t) { o.error_period = period(t); }},
+      {"seed", "N", "of wind and noise (default 1); the same seed gives the same run",
+       [&o](const Text& t) { o.seed = static_cast<uint32_t>(number(t, 0, ANY_COUNT)); }},
 
-    {"raw", nullptr, "the instrument's own line: records without stamps",
-     [](Options& o, const Text&) { o.raw = true; }},
-    {"no-setup", nullptr, "a run also begins when the port is opened",
-     [](Options& o, const Text&) { o.no_setup = true; }},
-    {"settle", "S", "seconds from the line that ends the set-up to the run (default 0.5)",
-     [](Options& o, const Text& t) { o.settle_ns = nanoseconds(t); }},
-    {"start", "S.NNNNNNNNN", "time stamp of a run's first sample in seconds (default: the clock)",
-     [](Options& o, const Text& t) { o.start_ns = nanoseconds(t); }},
-    {"speed", "N", "N times as fast as real time; 0 or max: as fast as the reader takes it",
-     [](Options& o, const Text& t) { o.speed = speed(t); }},
-    {"replay", "FILE",
-     "play recorded port input, a line in the time of a sample, then be silent;\n"
-     "the faults below have no effect on it",
-     [](Options& o, const Text& t) { o.replay = t; }},
-    {"records", "K", "silent after record K",
-     [](Options& o, const Text& t) { o.faults.silent_after = period(t); }},
+      {"raw", "", "the instrument's own line: records without stamps", store(o.raw)},
+      {"no-setup", "", "a run also begins when the port is opened", store(o.no_setup)},
+      {"settle", "S", "seconds from the line that ends the set-up to the run (default 0.5)",
+       [&o](const Text& t) { o.settle_ns = nanoseconds(t); }},
+      {"start", "S.NNNNNNNNN", "time stamp of a run's first sample in seconds (default: the clock)",
+       [&o](const Text& t) { o.start_ns = nanoseconds(t); }},
+      {"speed", "N", "N times as fast as real time; 0 or max: as fast as the reader takes it",
+       [&o](const Text& t) { o.speed = speed(t); }},
+      {"replay", "FILE",
+       "play recorded port input, a line in the time of a sample, then be silent;\n"
+       "the faults below have no effect on it",
+       store(o.replay)},
+      {"records", "K", "silent after record K",
+       [&o](const Text& t) { o.faults.silent_after = period(t); }},
 
-    {"bad-stamp", "N", "every N-th record has a wrong time-stamp check",
-     [](Options& o, const Text& t) { o.faults.bad_stamp_period = period(t); }},
-    {"bad-check", "N", "every N-th record has a wrong record check",
-     [](Options& o, const Text& t) { o.faults.bad_check_period = period(t); }},
-    {"malformed", "N", "every N-th record has a spoiled number",
-     [](Options& o, const Text& t) { o.faults.malformed_period = period(t); }},
-    {"noise", "N[:BYTES]", "noise (default 8 bytes) before every N-th record",
-     [](Options& o, const Text& t) { set_noise(t, o.faults); }},
-    {"junk", "K:BYTES", "bytes without delimiter after record K",
-     [](Options& o, const Text& t) { o.faults.junk.push_back(incident(t, byte_count)); }},
-    {"pause", "K:S", "nothing for S seconds, at any speed, after record K",
-     [](Options& o, const Text& t) { o.faults.pauses.push_back(incident(t, nanoseconds)); }},
-    {"back", "K:S", "time goes back by S seconds at record K",
-     [](Options& o, const Text& t) { o.faults.steps_back.push_back(incident(t, nanoseconds)); }},
-    {"power-cycle", "K[:S]", "no power for S seconds (default 3) after record K, then operate mode",
-     [](Options& o, const Text& t) { o.faults.power_cycles.push_back(power_cycle(t)); }},
-    {"hang-up", "K", "take the line away after record K and end",
-     [](Options& o, const Text& t) { o.faults.hang_up_after = period(t); }},
+      {"bad-stamp", "N", "every N-th record has a wrong time-stamp check",
+       [&o](const Text& t) { o.faults.bad_stamp_period = period(t); }},
+      {"bad-check", "N", "every N-th record has a wrong record check",
+       [&o](const Text& t) { o.faults.bad_check_period = period(t); }},
+      {"malformed", "N", "every N-th record has a spoiled number",
+       [&o](const Text& t) { o.faults.malformed_period = period(t); }},
+      {"noise", "N[:BYTES]", "noise (default 8 bytes) before every N-th record",
+       [&o](const Text& t) { set_noise(t, o.faults); }},
+      {"junk", "K:BYTES", "bytes without delimiter after record K",
+       [&o](const Text& t) { o.faults.junk.push_back(incident(t, byte_count)); }},
+      {"pause", "K:S", "nothing for S seconds, at any speed, after record K",
+       [&o](const Text& t) { o.faults.pauses.push_back(incident(t, nanoseconds)); }},
+      {"back", "K:S", "time goes back by S seconds at record K",
+       [&o](const Text& t) { o.faults.steps_back.push_back(incident(t, nanoseconds)); }},
+      {"power-cycle", "K[:S]",
+       "no power for S seconds (default 3) after record K, then operate mode",
+       [&o](const Text& t) { o.faults.power_cycles.push_back(power_cycle(t)); }},
+      {"hang-up", "K", "take the line away after record K and end",
+       [&o](const Text& t) { o.faults.hang_up_after = period(t); }},
 
-    {"trace", nullptr, "a line on standard output for every change of mode or setting",
-     [](Options& o, const Text&) { o.trace = true; }},
-    {"help", nullptr, "print this and end", [](Options& o, const Text&) { o.help = true; }},
-};
+      {"trace", "", "a line on standard output for every change of mode or setting",
+       store(o.trace)},
+  };
+}
 
-constexpr char HELP_HEAD[] =
-    "sonic-simulator [OPTION]...\n"
-    "Plays an ultrasonic anemometer and its port driver on a pseudo-terminal until interrupted.\n"
-    "\n"
-    "Until somebody has set the instrument up, it streams in real time without faults. A run\n"
-    "begins when its menu is left: one line, the settling time, then record 1. --start, --speed,\n"
-    "--replay, --records and the faults belong to the run. It ends when the menu is entered or\n"
-    "the port is closed. Faults with N are repeated; those with K happen once, and with an amount\n"
-    "they may be given several times.\n"
-    "\n";
+constexpr const char* ABOUT =
+    R"(Plays an ultrasonic anemometer and its port driver on a pseudo-terminal until it is
+interrupted.
 
-constexpr char HELP_TAIL[] =
-    "\n"
-    "Exit status: 0 when interrupted or hung up, 1 on failure, 2 on a bad option.\n";
+Until somebody has set the instrument up, it streams in real time without faults. A run
+begins when its menu is left: one line, the settling time, then record 1. --start, --speed,
+--replay, --records and the faults belong to the run. It ends when the menu is entered or
+the port is closed. Faults with N are repeated; those with K happen once, and with an amount
+they may be given several times.
+)";
+
+constexpr const char* NOTES =
+    "Exit status: 0 when interrupted or hung up, 1 on failure, 2 for a wrong command line.\n";
 
 }  // namespace
 
-Options parse_options(int argc, char* const argv[]) {
-  std::vector<option> long_options;
-  for (const Option& o : OPTIONS) {
-    long_options.push_back({o.name, o.argument ? required_argument : no_argument, nullptr, 0});
-  }
-  long_options.push_back({nullptr, 0, nullptr, 0});
-
+std::optional<Options> parse_options(int argc, char* const argv[]) {
   Options options;
-  optind = 0;  // start over, should this be a second call
-  opterr = 0;
-  int index = 0;
-  int found = 0;
-  while ((found = getopt_long(argc, argv, ":", long_options.data(), &index)) == 0) {
-    const Option& o = OPTIONS[index];
-    try {
-      o.set(options, optarg == nullptr ? "" : optarg);
-    } catch (const std::invalid_argument& e) {
-      throw std::invalid_argument(std::string("--") + o.name + ": " + e.what());
-    }
-  }
-  const auto argument = [argv](int i) { return std::string(argv[i]); };
-  if (found == ':') throw std::invalid_argument(argument(optind - 1) + ": needs a value");
-  if (found == '?') throw std::invalid_argument(argument(optind - 1) + ": no such option");
-  if (optind < argc) throw std::invalid_argument(argument(optind) + ": not an option");
+  const CommandLine command_line = {"sonic-simulator", "[OPTION]...", ABOUT, options_into(options),
+                                    NOTES};
+  const auto others = command_line.parse(argc, argv);
+  if (!others) return std::nullopt;
+  if (!others->empty()) throw UsageError(others->front() + ": not an option");
   return options;
-}
-
-std::string help_text() {
-  std::ostringstream text;
-  text << HELP_HEAD;
-  for (const Option& o : OPTIONS) {
-    std::string head = std::string("  --") + o.name;
-    if (o.argument != nullptr) head += std::string(" ") + o.argument;
-    std::istringstream lines(o.help);
-    for (std::string line; std::getline(lines, line); head.clear()) {
-      text << std::left << std::setw(HELP_COLUMN) << head << line << '\n';
-    }
-  }
-  text << HELP_TAIL;
-  return text.str();
 }
 
 }  // namespace sonic::simulator

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "base/time.h"
 #include "simulator/instrument.h"
 #include "simulator/port_driver.h"
 
@@ -18,7 +19,7 @@ struct Options {
   bool paging = false;
   bool raw = false;       // no stamps
   bool no_setup = false;  // a run also begins when the port is opened
-  uint64_t settle_ns = NANOSECONDS / 2;
+  uint64_t settle_ns = NANOSECONDS_PER_SECOND / 2;
   uint32_t seed = 1;
   std::optional<uint64_t> start_ns;  // time stamp of a run's first sample; none: by the clock
   double speed = 1;                  // of a run; 0: as fast as the reader takes it
@@ -26,12 +27,9 @@ struct Options {
   uint64_t error_period = 0;         // every n-th sample has an error; 0: never
   Faults faults;
   bool trace = false;
-  bool help = false;
 };
 
-/// Throws std::invalid_argument with a message for the user.
-Options parse_options(int argc, char* const argv[]);
-
-std::string help_text();
+/// Nothing when help or version was asked for and has been printed. Throws UsageError.
+std::optional<Options> parse_options(int argc, char* const argv[]);
 
 }  // namespace sonic::simulator

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "terminal/framing.h"
 namespace sonic::simulator {
 
 namespace {
@@ -26,7 +27,7 @@ uint64_t amount_at(const std::vector<Incident>& incidents, uint64_t record) {
 }  // namespace
 
 std::string PortDriver::framed(uint64_t stamp_ns, const std::string& line) const {
-  return (_raw ? "" : stamp(stamp_ns)) + line + LINE_END;
+  return (_raw ? "" : time_stamp(stamp_ns)) + line + LINE_END;
 }
 
 Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
@@ -37,7 +38,7 @@ Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
   if (every(_faults.malformed_period)) spoil_number(line);
   if (every(_faults.bad_check_period) && !line.empty()) spoil(line.back());
   std::string record = framed(stamp_ns, line);
-  if (every(_faults.bad_stamp_period) && !_raw) spoil(record[stamp(stamp_ns).size() - 2]);
+  if (every(_faults.bad_stamp_period) && !_raw) spoil(record[time_stamp(stamp_ns).size() - 2]);
 
   Delivery delivery;
   if (every(_faults.noise_period)) delivery.bytes = noise(_faults.noise_bytes);

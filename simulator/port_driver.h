@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "terminal/framing.h"
-
 namespace sonic::simulator {
 
 /// Something that happens once, at or after record `record` (the first is 1).

@@ -1,8 +1,7 @@
 #include "simulator/stream.h"
 
-#include <chrono>
-
 #include "base/error.h"
+#include "base/time.h"
 
 namespace sonic::simulator {
 
@@ -10,11 +9,6 @@ namespace {
 
 constexpr unsigned int PATH_FAILED = 4;  // diagnostic word of a sample with an error
 constexpr size_t LONGEST_RECORDED_PIECE = 4096;
-
-uint64_t clock_ns() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return static_cast<uint64_t>(std::chrono::nanoseconds(now).count());
-}
 
 }  // namespace
 
@@ -27,7 +21,7 @@ Stream::Stream(const Options& options, Instrument& instrument)
   _recording.open(_options.replay, std::ios::binary);
   // a directory can be opened, but not read
   if (!_recording || (_recording.peek(), _recording.bad())) {
-    fail(_options.replay);
+    throw_error(errno, {_options.replay, ": "});
   }
 }
 
@@ -66,11 +60,12 @@ std::string Stream::measure() {
 uint64_t Stream::stamp() const {
   const bool real_time = !_run || _options.speed == 1;
   if (!_options.start_ns && real_time) return clock_ns();
-  return _begin_ns + _skipped_ns + _samples * (NANOSECONDS / _instrument.settings().rate);
+  return _begin_ns + _skipped_ns +
+         _samples * (NANOSECONDS_PER_SECOND / _instrument.settings().rate);
 }
 
 uint64_t Stream::interval_ns() const {
-  const uint64_t interval = NANOSECONDS / _instrument.settings().rate;
+  const uint64_t interval = NANOSECONDS_PER_SECOND / _instrument.settings().rate;
   if (!_run) return interval;
   if (_options.speed == 0) return 0;
   return static_cast<uint64_t>(static_cast<double>(interval) / _options.speed);

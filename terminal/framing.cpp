@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "base/time.h"
 #include "records/checksum.h"
 
 namespace sonic {
@@ -12,11 +13,13 @@ constexpr char DIGITS[] = "0123456789abcdef";
 
 }  // namespace
 
-std::string stamp(uint64_t arrival_ns) {
+std::string time_stamp(uint64_t arrival_ns) {
   char text[40];
-  char* end = std::to_chars(text, std::end(text), arrival_ns / NANOSECONDS).ptr;
+  char* end = std::to_chars(text, std::end(text), arrival_ns / NANOSECONDS_PER_SECOND).ptr;
   char* const point = end;  // takes the place of a 1 that keeps the zeros behind it
-  end = std::to_chars(end, std::end(text), NANOSECONDS + arrival_ns % NANOSECONDS).ptr;
+  end = std::to_chars(end, std::end(text),
+                      NANOSECONDS_PER_SECOND + arrival_ns % NANOSECONDS_PER_SECOND)
+            .ptr;
   *point = '.';
   *end++ = ',';
   const unsigned int check = xor_checksum(text, static_cast<unsigned int>(end - text));

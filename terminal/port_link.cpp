@@ -31,17 +31,17 @@ bool make(const std::string& terminal, const std::string& path) {
 PortLink::PortLink(const std::string& path, const std::string& terminal)
     : _path(path), _terminal(terminal) {
   if (make(terminal, path)) return;
-  if (errno != EEXIST) fail(path);
+  if (errno != EEXIST) throw_error(errno, {path, ": "});
   if (target_of(path).rfind(PSEUDO_TERMINALS, 0) != 0) {
     throw std::runtime_error(path + ": exists and is not a link to a pseudo-terminal");
   }
   const std::string aside = path + "." + std::to_string(getpid());
-  if (!make(terminal, aside)) fail(aside);
+  if (!make(terminal, aside)) throw_error(errno, {aside, ": "});
   if (std::rename(aside.c_str(), path.c_str()) == 0) return;
   const int error = errno;
   unlink(aside.c_str());
   errno = error;
-  fail(path);
+  throw_error(errno, {path, ": "});
 }
 
 PortLink::~PortLink() {

@@ -16,24 +16,22 @@ namespace sonic {
 
 namespace {
 
-int open_master(std::string& path) {
-  const int fd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  if (fd == -1) fail("cannot open a pseudo-terminal");
+Descriptor open_master(std::string& path) {
+  Descriptor master(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (!master.is_open()) throw_error(errno, {"cannot open a pseudo-terminal: "});
   char name[PATH_MAX];
-  if (grantpt(fd) == 0 && unlockpt(fd) == 0 && ptsname_r(fd, name, sizeof name) == 0) {
-    path = name;
-    return fd;
+  if (grantpt(master.get()) == -1 || unlockpt(master.get()) == -1) {
+    throw_error(errno, {"cannot prepare the pseudo-terminal: "});
   }
-  const int error = errno;
-  close(fd);
-  errno = error;
-  fail("cannot prepare the pseudo-terminal");
+  const int error = ptsname_r(master.get(), name, sizeof name);
+  if (error != 0) throw_error(error, {"cannot prepare the pseudo-terminal: "});
+  path = name;
+  return master;
 }
 
 /// The kernel reports a hang-up only after the other end has been open once.
 bool open_and_close(const std::string& path) {
-  const int fd = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  return fd != -1 && close(fd) == 0;
+  return Descriptor(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)).is_open();
 }
 
 bool set_raw(int fd, unsigned int baud) {
@@ -47,55 +45,48 @@ bool set_raw(int fd, unsigned int baud) {
 }  // namespace
 
 PseudoTerminal::PseudoTerminal(const std::string& link, unsigned int baud)
-    : _fd(open_master(_path)) {
-  try {
-    if (!set_raw(_fd, baud) || !open_and_close(_path)) fail(_path);
-    if (!link.empty()) _link.emplace(link, _path);
-  } catch (...) {
-    close(_fd);
-    throw;
-  }
+    : _descriptor(open_master(_path)) {
+  if (!set_raw(fd(), baud) || !open_and_close(_path)) throw_error(errno, {_path, ": "});
+  if (!link.empty()) _link.emplace(link, _path);
 }
 
 void PseudoTerminal::hang_up() {
-  if (_fd == -1) return;
   _link.reset();
-  close(_fd);
-  _fd = -1;
+  _descriptor = Descriptor();
 }
 
 bool PseudoTerminal::in_use() const {
-  pollfd p{_fd, 0, 0};
+  pollfd p{fd(), 0, 0};
   return poll(&p, 1, 0) != 1 || (p.revents & POLLHUP) == 0;
 }
 
 PseudoTerminal::Ready PseudoTerminal::wait(bool for_keys, bool for_room,
                                            std::chrono::milliseconds limit) const {
   const int events = (for_keys ? POLLIN : 0) | (for_room ? POLLOUT : 0);
-  pollfd p{_fd, static_cast<short>(events), 0};
+  pollfd p{fd(), static_cast<short>(events), 0};
   if (poll(&p, 1, static_cast<int>(limit.count())) < 1) return {false, false};
   return {(p.revents & POLLIN) != 0, (p.revents & POLLOUT) != 0};
 }
 
 std::string PseudoTerminal::read() const {
   char keys[4096];
-  const ssize_t count = ::read(_fd, keys, sizeof keys);
+  const ssize_t count = ::read(fd(), keys, sizeof keys);
   if (count > 0) return std::string(keys, static_cast<size_t>(count));
   // EIO: the last user has just closed the other end
   if (count == 0 || errno == EAGAIN || errno == EINTR || errno == EIO) return "";
-  fail(_path, " reading");
+  throw_error(errno, {_path, " reading: "});
 }
 
 size_t PseudoTerminal::write(const std::string& bytes) const {
-  const ssize_t count = ::write(_fd, bytes.data(), bytes.size());
+  const ssize_t count = ::write(fd(), bytes.data(), bytes.size());
   if (count >= 0) return static_cast<size_t>(count);
   if (errno == EAGAIN || errno == EINTR || errno == EIO) return 0;
-  fail(_path, " writing");
+  throw_error(errno, {_path, " writing: "});
 }
 
 unsigned int PseudoTerminal::speed() const {
   termios attributes;  // the kernel answers with those of the other end
-  if (tcgetattr(_fd, &attributes) == -1) return 0;
+  if (tcgetattr(fd(), &attributes) == -1) return 0;
   return baud_of(cfgetospeed(&attributes));
 }
 

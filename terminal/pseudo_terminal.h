@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "base/descriptor.h"
 #include "terminal/port_link.h"
 
 namespace sonic {
@@ -20,15 +21,12 @@ class PseudoTerminal {
   /// Sets the other end raw, at `baud`, and links it to `link` unless that is empty. Failures, here
   /// and below, are std::runtime_error.
   PseudoTerminal(const std::string& link, unsigned int baud);
-  ~PseudoTerminal() { hang_up(); }
-  PseudoTerminal(const PseudoTerminal&) = delete;
-  PseudoTerminal& operator=(const PseudoTerminal&) = delete;
 
   /// Of the other end, such as "/dev/pts/3".
   const std::string& path() const { return _path; }
 
   /// Of this end.
-  int fd() const { return _fd; }
+  int fd() const { return _descriptor.get(); }
 
   /// Whether somebody has the other end open.
   bool in_use() const;
@@ -50,7 +48,7 @@ class PseudoTerminal {
 
  private:
   std::string _path;
-  int _fd;  // -1: hung up
+  Descriptor _descriptor;  // none: hung up
   std::optional<PortLink> _link;
 };
 

@@ -100,7 +100,8 @@ simulator::Instrument instrument(std::istream& line) {
   std::vector<char*> arguments;
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
-  const auto options = simulator::parse_options(static_cast<int>(words.size()), arguments.data());
+  const auto options =
+      simulator::parse_options(static_cast<int>(words.size()), arguments.data()).value();
   return {options.settings, options.state, options.paging};
 }
 

@@ -9,7 +9,7 @@ ROOT = Path(__file__).parent.parent
 LITERAL = r'"(?:[^"\\]|\\.)*"'
 # Where a text is printed, thrown, logged or published; what follows up to the semicolon is it.
 PRINTED = re.compile(
-    r'(?:out <<|runtime_error\(|syslog\(\w+, "%s",|text = |notify\(|throw_if_terminated\(|heard\('
+    r'(?:out <<|runtime_error\(|throw_error\(\w+, \{|(?=\bfail\()|syslog\(\w+, "%s",|text = |notify\(|throw_if_terminated\(|heard\('
     r'|print_check\(|_mosquitto_error\(|return (?="[a-z ]+";)'
     r'|(?:NO_\w+|\w*TERMINATED|INTERRUPTED|TIMED_OUT) = )'
     rf'((?:[^;"]|{LITERAL})*);')

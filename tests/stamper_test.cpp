@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/time.h"
 #include "cases.h"
-#include "terminal/framing.h"
 #include "port/line_queue.h"
 #include "records/text.h"
 
@@ -14,7 +14,7 @@ namespace {
 /// empty one is a pause.
 void send(Serial&, const std::string& pieces, bool) {
   Stamper stamper;
-  uint64_t now = 1700002800 * NANOSECONDS;
+  uint64_t now = 1700002800 * NANOSECONDS_PER_SECOND;
   for (const std::string& piece : split(pieces, '|')) {
     print(piece.empty() ? stamper.release() : stamper.take(piece, ++now));
   }

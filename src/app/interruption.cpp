@@ -19,7 +19,7 @@ void sig_int_handler(int /*signal*/) { terminator = 1; }
 
 void install_sigint_handler() {
   if (signal(SIGINT, sig_int_handler) == SIG_ERR) {
-    const int error = errno;
+    const int error = errno;  // making a text may change it
     throw std::runtime_error("Error " + std::to_string(error) + " install 'SIGINT' handler");
   }
 }

@@ -8,6 +8,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "base/error.h"
 #include "output/json_record.h"
 #include "records/text.h"
 
@@ -76,11 +77,7 @@ MQTTPublisher::~MQTTPublisher() { _destroy(); }
 
 void MQTTPublisher::_init_mosquitto(const std::string& will) {
   _client = mosquitto_new(_client_id.c_str(), CLEAN_SESSION, this);
-  if (_client == nullptr) {
-    const int error = errno;
-    throw std::runtime_error(std::string("_init_mosquitto: 'mosquitto_new' fail; ") +
-                             strerror(error));
-  }
+  if (_client == nullptr) throw_error(errno, {"_init_mosquitto: 'mosquitto_new' fail; "});
   int code = mosquitto_will_set(_client, _topic_status.c_str(), static_cast<int>(will.size()),
                                 will.data(), QOS, RETAIN);
   if (code != MOSQ_ERR_SUCCESS) {

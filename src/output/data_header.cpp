@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <iostream>
 
+#include "records/line_tags.h"
+
 namespace sonic {
 
-const std::string data_header_t::DATA_HEADER_LEADER = "DATA_SONICH\tSECONDS\tNANOSECONDS";
+const std::string data_header_t::DATA_HEADER_LEADER =
+    std::string(HEADER_TAG) + "\tSECONDS\tNANOSECONDS";
 const std::string data_header_t::DATA_HEADER_SONIC = "u\tv\tw\tts";
 const std::string data_header_t::DATA_HEADER_TRAILER = "diag\tchk";
 const std::string data_header_t::DATA_HEADER_BASIC =

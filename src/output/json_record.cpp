@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "records/line_tags.h"
 #include "records/text.h"
 
 namespace sonic {
@@ -10,7 +11,7 @@ namespace sonic {
 namespace {
 
 // A name is skipped or quoted when it occurs anywhere in these texts.
-constexpr std::string_view SKIPPED = "DATA_SONICH,chk";
+const std::string SKIPPED = std::string(HEADER_TAG) + ",chk";
 constexpr std::string_view QUOTED = "diag,sta,std,";
 
 constexpr size_t TYPICAL_LENGTH = 256;

@@ -7,6 +7,7 @@
 #include "app/interruption.h"
 #include "output/data_file.h"
 #include "records/data_line.h"
+#include "records/line_tags.h"
 #include "young/dialogue.h"
 
 namespace sonic {
@@ -21,16 +22,6 @@ constexpr int SAMPLING_PRIORITY = -20;
 constexpr const char* INTERRUPTED = "sampling";
 constexpr const char* TIMED_OUT = "TIMEOUT: sampling for ";
 
-/// What stands at the top of every data file, before the header.
-std::string instrument_lines(const config_map_t& extras) {
-  std::string lines;
-  lines.append(MODEL_LINE).append(extras.at("instrument")).append("\n");
-  lines.append(SERIAL_NUMBER_LINE).append(extras.at("serial_number")).append("\n");
-  lines.append(VERSION_LINE).append(extras.at("software_version")).append("\n");
-  lines.append(RATE_LINE).append(extras.at("output_rate"));
-  return lines;
-}
-
 class SamplingLoop {
  public:
   SamplingLoop(MQTTPublisher& publisher, Notifier& notifier, Serial& port,
@@ -43,7 +34,9 @@ class SamplingLoop {
         _verbose(config_flag(config, "verbose")),
         _sonic_id(config.at("SONIC_ID")),
         _serial_number(extras.at("serial_number")),
-        _instrument_lines(instrument_lines(extras)),
+        _instrument_lines(instrument_lines(extras.at("instrument"), extras.at("serial_number"),
+                                           extras.at("software_version"),
+                                           extras.at("output_rate"))),
         _inactivity(INACTIVITY_LIMIT, TIMED_OUT + _sonic_id),
         _iterations(std::stoul(config.at("iterations"))),
         _file(_console_only) {}
@@ -110,8 +103,8 @@ class SamplingLoop {
     const parsed_data record = _ops.extract(line, *_ops.parser, _verbose);
     if (!record.valid) {
       if (_file.is_open()) {
-        _file.log(std::string(ERROR_HEADER_LINE) + "text", true);  // before each error line
-        _file.log(std::string(ERROR_LINE) + line, true);
+        _file.log(std::string(ERROR_HEADER_TAG) + "\ttext", true);  // before each error line
+        _file.log(std::string(ERROR_TAG) + "\t" + line, true);
       }
       return;
     }

@@ -6,10 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <iostream>
 #include <stdexcept>
 
+#include "base/error.h"
 #include "serial/speeds.h"
 
 namespace sonic {
@@ -36,30 +36,31 @@ Serial::Serial(const std::string& port, int baud, bool open_now) : Serial(port, 
 Serial::~Serial() { close(); }
 
 std::string Serial::error(const char* what) const {
-  const int error = errno;  // first: making a text may change it
-  return _port + " " + what + ": " + strerror(error);
+  return error_text(errno, {_port, " ", what, ": "});
 }
+
+void Serial::fail(const char* what) const { throw std::runtime_error(error(what)); }
 
 void Serial::open() {
   if (_fd != -1) throw std::runtime_error(_port + " is already open");
   _fd = ::open(_port.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
-  if (_fd == -1) throw std::runtime_error(error("error opening"));
+  if (_fd == -1) fail("error opening");
 
   // Set once more, should the driver have ignored it at open.
   const int flags = fcntl(_fd, F_GETFL);
-  if (flags == -1) throw std::runtime_error(error("error getting status flags"));
+  if (flags == -1) fail("error getting status flags");
   if (fcntl(_fd, F_SETFL, flags | O_NONBLOCK) == -1) {
-    throw std::runtime_error(error("error setting status flags"));
+    fail("error setting status flags");
   }
 
   termios line{};
-  if (tcgetattr(_fd, &line) == -1) throw std::runtime_error(error("error getting line attributes"));
+  if (tcgetattr(_fd, &line) == -1) fail("error getting line attributes");
   line.c_iflag = IGNPAR;
   line.c_oflag = 0;
   line.c_cflag = CS8 | CREAD | CLOCAL;  // no speed yet: set_baud gives it in a second change
   line.c_lflag = 0;
   if (tcsetattr(_fd, TCSANOW, &line) == -1) {
-    throw std::runtime_error(error("error setting line attributes"));
+    fail("error setting line attributes");
   }
   set_baud(static_cast<unsigned int>(_baud));
 }
@@ -74,14 +75,14 @@ int Serial::read(void* buf, unsigned int len) {
   const ssize_t n = ::read(_fd, buf, len);
   if (n != -1) return static_cast<int>(n);
   if (is_harmless_failure()) return 0;
-  throw std::runtime_error(error("error reading"));
+  fail("error reading");
 }
 
 int Serial::write(const void* buf, unsigned int len) {
   const ssize_t n = ::write(_fd, buf, len);
   if (n != -1) return static_cast<int>(n);
   if (is_harmless_failure()) return 0;
-  throw std::runtime_error(error("error writing"));
+  fail("error writing");
 }
 
 void Serial::flush_input() {
@@ -90,20 +91,20 @@ void Serial::flush_input() {
 
 void Serial::set_baud(unsigned int baud) {
   termios line{};
-  if (tcgetattr(_fd, &line) == -1) throw std::runtime_error(error("error getting line attributes"));
+  if (tcgetattr(_fd, &line) == -1) fail("error getting line attributes");
   std::cout << "baud=" << baud << std::endl;
   const auto speed = speed_code(baud);
   if (!speed) {
     throw std::runtime_error(_port + " error: invalid baud rate: " + std::to_string(baud));
   }
   if (cfsetispeed(&line, *speed) == -1) {
-    throw std::runtime_error(error("error setting input baud rate"));
+    fail("error setting input baud rate");
   }
   if (cfsetospeed(&line, *speed) == -1) {
-    throw std::runtime_error(error("error setting output baud rate"));
+    fail("error setting output baud rate");
   }
   if (tcsetattr(_fd, TCSANOW, &line) == -1) {
-    throw std::runtime_error(error("error setting line attributes"));
+    fail("error setting line attributes");
   }
 }
 

@@ -45,6 +45,7 @@ class Serial {
  private:
   Serial(const std::string& port, int baud);
   std::string error(const char* what) const;
+  [[noreturn]] void fail(const char* what) const;
 
   std::string _port;
   int _fd = -1;

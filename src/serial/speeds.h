@@ -14,7 +14,7 @@ struct LineSpeed {
 };
 
 /// All that a serial line can be set to.
-constexpr LineSpeed LINE_SPEEDS[] = {
+inline constexpr LineSpeed LINE_SPEEDS[] = {
     {2400, B2400},   {4800, B4800},   {9600, B9600},     {19200, B19200},
     {38400, B38400}, {57600, B57600}, {115200, B115200}, {230400, B230400},
 };

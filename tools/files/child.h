@@ -2,30 +2,11 @@
 
 #include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <utility>
 
 namespace sonic {
-
-/// Owns a file descriptor.
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor = -1) : _descriptor(descriptor) {}
-  Descriptor(Descriptor&& other) noexcept : _descriptor(std::exchange(other._descriptor, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(_descriptor, other._descriptor);
-    return *this;
-  }
-  ~Descriptor() {
-    if (_descriptor != -1) close(_descriptor);
-  }
-  int get() const { return _descriptor; }
-
- private:
-  int _descriptor;
-};
 
 /// Owns a child process: one that still runs is ended with its owner.
 class Child {

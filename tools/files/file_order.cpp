@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <iostream>
 
+#include "records/line_tags.h"
 #include "tools/files/line_reader.h"
 #include "tools/files/scan.h"
 
@@ -11,7 +12,7 @@ namespace sonic {
 
 namespace {
 
-struct file {
+struct File {
   std::string path;
   uint64_t first;  // record, nanoseconds since 1970
 };
@@ -22,21 +23,21 @@ uint64_t first_record(const std::string& path) try {
   Input input(path);
   LineReader lines(input);
   while (const auto line = lines.next()) {
-    data_line_t record;
-    if (is_line(*line, DATA_LINE) && read_data_line(*line, record) == data_line_state::good) {
+    DataLine record;
+    if (has_tag(*line, DATA_TAG) && parse_data_line(*line, record) == DataLineState::GOOD) {
       return nanoseconds_of(record);
     }
   }
   return UINT64_MAX;
-} catch (const input_error&) {
+} catch (const InputError&) {
   return UINT64_MAX;
 }
 
 /// Whether one of two files with the same first record holds the other; if so, that one is left.
 bool leave_longer(std::string& path, const std::string& other) {
-  const contents compared = compare_contents(path, other, cut::ends);
-  if (compared == contents::different) return false;
-  const bool is_other = compared == contents::first_begins_second;
+  const Comparison compared = compare_contents(path, other, WhenCut::END);
+  if (compared == Comparison::DIFFERENT) return false;
+  const bool is_other = compared == Comparison::FIRST_BEGINS_SECOND;
   const std::string& held = is_other ? path : other;
   const std::string& holder = is_other ? other : path;
   std::cerr << "sonic-records: " << held << ": passed over, all of it is in " << holder
@@ -56,13 +57,13 @@ std::vector<std::string> in_order_of_time(std::vector<std::string> paths) {
   };
   if (paths.size() < 2 || !std::all_of(paths.begin(), paths.end(), can_be_read_twice)) return paths;
 
-  std::vector<file> files;
+  std::vector<File> files;
   for (std::string& path : paths) files.push_back({path, first_record(path)});
   std::stable_sort(files.begin(), files.end(),
-                   [](const file& a, const file& b) { return a.first < b.first; });
+                   [](const File& a, const File& b) { return a.first < b.first; });
   paths.clear();
   uint64_t before = UINT64_MAX;
-  for (const file& f : files) {
+  for (const File& f : files) {
     const bool may_be_copy = f.first == before && f.first != UINT64_MAX;
     before = f.first;
     if (!may_be_copy || !leave_longer(paths.back(), f.path)) paths.push_back(f.path);

@@ -4,8 +4,10 @@
 #include <spawn.h>
 
 #include <algorithm>
-#include <cstring>
+#include <cerrno>
 #include <string_view>
+
+#include "base/error.h"
 
 namespace sonic {
 
@@ -13,11 +15,11 @@ namespace {
 
 using namespace std::string_view_literals;
 
-struct compression {
+struct Compression {
   std::string_view begins;  // what each such file begins with
   const char* program;
 };
-constexpr compression COMPRESSIONS[] = {
+constexpr Compression COMPRESSIONS[] = {
     {"\x1f\x8b"sv, "gzip"},
     {"\x28\xb5\x2f\xfd"sv, "zstd"},
     {"\xfd\x37zXZ\0"sv, "xz"},
@@ -26,21 +28,21 @@ constexpr size_t LONGEST_BEGINNING = 6;
 constexpr int PIPE_SIZE = 1 << 20;  // fewer changes between the two processes
 constexpr size_t BLOCK = 1 << 16;
 
-[[noreturn]] void fail(const std::string& what, int error) {
-  throw input_error(what + strerror(error));
+[[noreturn]] void fail(int error, std::string_view what = "") {
+  throw InputError(error_text(error, {what}));
 }
 
 Descriptor open_input(const std::string& path) {
   Descriptor input(path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                : open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (input.get() == -1) fail("", errno);
+  if (!input.is_open()) fail(errno);
   return input;
 }
 
-struct pipe_ends {
-  pipe_ends() {
+struct PipeEnds {
+  PipeEnds() {
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) == -1) fail("pipe: ", errno);
+    if (pipe2(ends, O_CLOEXEC) == -1) fail(errno, "pipe: ");
     out = Descriptor(ends[0]);
     in = Descriptor(ends[1]);
   }
@@ -52,7 +54,7 @@ size_t read_some(int descriptor, char* bytes, size_t size) {
   do {
     n = ::read(descriptor, bytes, size);
   } while (n == -1 && errno == EINTR);
-  if (n == -1) fail("", errno);
+  if (n == -1) fail(errno);
   return static_cast<size_t>(n);
 }
 
@@ -67,9 +69,9 @@ bool write_all(int descriptor, const char* bytes, size_t size) {
 }
 
 /// Copies `ahead` and then all of `from` to the pipe, in a process of its own.
-pid_t feed(const std::string& ahead, int from, const pipe_ends& fed) {
+pid_t feed(const std::string& ahead, int from, const PipeEnds& fed) {
   const pid_t child = fork();
-  if (child == -1) fail("fork: ", errno);
+  if (child == -1) fail(errno, "fork: ");
   if (child != 0) return child;
   close(fed.out.get());  // or it would wait for ever when nobody else reads
   const int to = fed.in.get();
@@ -92,20 +94,20 @@ Input::Input(const std::string& path) : _descriptor(open_input(path)) {
   }
   const auto* const found = std::find_if(
       std::begin(COMPRESSIONS), std::end(COMPRESSIONS),
-      [&](const compression& c) { return _ahead.compare(0, c.begins.size(), c.begins) == 0; });
+      [&](const Compression& c) { return _ahead.compare(0, c.begins.size(), c.begins) == 0; });
   if (found != std::end(COMPRESSIONS)) decompress(found->program);
 }
 
 void Input::decompress(const char* program) {
   // A file is given to the program from its beginning. A pipe cannot be turned back.
   if (lseek(_descriptor.get(), -static_cast<off_t>(_ahead.size()), SEEK_CUR) == -1) {
-    pipe_ends fed;
+    PipeEnds fed;
     _feeder = Child(feed(_ahead, _descriptor.get(), fed));
     _descriptor = std::move(fed.out);
   }
   _ahead.clear();
 
-  pipe_ends plain;
+  PipeEnds plain;
   fcntl(plain.out.get(), F_SETPIPE_SZ, PIPE_SIZE);  // when refused it is slower, and just as right
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -117,7 +119,7 @@ void Input::decompress(const char* program) {
   pid_t pid = -1;
   const int error = posix_spawnp(&pid, program, &actions, nullptr, arguments, environ);
   posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) fail(name + ": ", error);
+  if (error != 0) throw InputError(error_text(error, {name, ": "}));
   _program = program;
   _decompressor = Child(pid);
   _descriptor = std::move(plain.out);
@@ -132,12 +134,12 @@ size_t Input::read(char* bytes, size_t size) {
   }
   const size_t n = read_some(_descriptor.get(), bytes, size);
   if (n == 0 && _decompressor.is_there() && _decompressor.wait() != 0) {
-    throw input_error(std::string(_program) + " cannot decompress it");
+    throw InputError(std::string(_program) + " cannot decompress it");
   }
   return n;
 }
 
-contents compare_contents(const std::string& first, const std::string& second, cut when_cut) {
+Comparison compare_contents(const std::string& first, const std::string& second, WhenCut when_cut) {
   Input inputs[] = {Input(first), Input(second)};
   std::string blocks[2];
   for (;;) {
@@ -146,16 +148,16 @@ contents compare_contents(const std::string& first, const std::string& second, c
       blocks[i].resize(BLOCK);
       try {
         blocks[i].resize(inputs[i].read(blocks[i].data(), BLOCK));
-      } catch (const input_error&) {
-        if (when_cut == cut::throws) throw;
+      } catch (const InputError&) {
+        if (when_cut == WhenCut::THROW) throw;
         blocks[i].clear();
       }
     }
-    if (blocks[0].empty() && blocks[1].empty()) return contents::same;
-    if (blocks[0].empty()) return contents::first_begins_second;
-    if (blocks[1].empty()) return contents::second_begins_first;
+    if (blocks[0].empty() && blocks[1].empty()) return Comparison::SAME;
+    if (blocks[0].empty()) return Comparison::FIRST_BEGINS_SECOND;
+    if (blocks[1].empty()) return Comparison::SECOND_BEGINS_FIRST;
     const size_t n = std::min(blocks[0].size(), blocks[1].size());
-    if (blocks[0].compare(0, n, blocks[1], 0, n) != 0) return contents::different;
+    if (blocks[0].compare(0, n, blocks[1], 0, n) != 0) return Comparison::DIFFERENT;
     for (std::string& block : blocks) block.erase(0, n);
   }
 }

@@ -4,17 +4,18 @@
 #include <stdexcept>
 #include <string>
 
+#include "base/descriptor.h"
 #include "tools/files/child.h"
 
 namespace sonic {
 
 /// Why a file cannot be read, without its path.
-class input_error : public std::runtime_error {
+class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 /// A file's bytes from its beginning, decompressed when they are compressed: by the programs gzip,
-/// zstd and xz, whatever the file's name is. All failures are input_error.
+/// zstd and xz, whatever the file's name is. All failures are InputError.
 class Input {
  public:
   explicit Input(const std::string& path);  ///< "-" is standard input
@@ -33,9 +34,9 @@ class Input {
 };
 
 /// How two files' bytes, decompressed, compare.
-enum class contents { same, first_begins_second, second_begins_first, different };
-/// What a file is that cannot be read on: at its end, or an input_error.
-enum class cut { ends, throws };
-contents compare_contents(const std::string& first, const std::string& second, cut when_cut);
+enum class Comparison { SAME, FIRST_BEGINS_SECOND, SECOND_BEGINS_FIRST, DIFFERENT };
+/// What a file is that cannot be read on: at its end, or an InputError.
+enum class WhenCut { END, THROW };
+Comparison compare_contents(const std::string& first, const std::string& second, WhenCut when_cut);
 
 }  // namespace sonic

@@ -10,7 +10,7 @@ constexpr size_t BUFFER = 256 << 10;  // the daemon's longest line has about 120
 
 }  // namespace
 
-LineReader::LineReader(Input& input) : _input(input), _buffer(BUFFER + 1) {}
+LineReader::LineReader(Input& input) : _input(input), _buffer(BUFFER) {}
 
 /// False at the end of the input, or when the buffer is full.
 bool LineReader::read_more() {
@@ -38,7 +38,6 @@ std::optional<std::string_view> LineReader::next() {
       if (read_more()) continue;
       if (_end == 0) return {};
       _begin = _end;  // the last line, or one that is too long
-      _buffer[_end] = '\n';
     }
     const bool is_rest = _is_inside_long_line;
     _is_inside_long_line = feed == nullptr && _end == BUFFER;

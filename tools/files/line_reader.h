@@ -13,9 +13,9 @@ class LineReader {
  public:
   explicit LineReader(Input& input);
 
-  /// The next line without its line feed, nothing at the end. It holds until the next call, and the
-  /// byte after it is a line feed. The last line may lack one. Of a line that is longer than any
-  /// that the daemon writes there is its beginning only.
+  /// The next line without its line feed, nothing at the end. It is valid until the next call. The
+  /// last line may lack a line feed. Of a line that is longer than any that the daemon writes there
+  /// is its beginning only.
   std::optional<std::string_view> next();
 
  private:

@@ -5,14 +5,13 @@
 #include <string>
 #include <string_view>
 
-#include "records/data_line.h"
+#include "base/time.h"
+#include "tools/files/data_line_parser.h"
 
 namespace sonic {
 
-constexpr uint64_t NANOSECONDS_A_SECOND = 1000000000;
-
-inline uint64_t nanoseconds_of(const data_line_t& record) {
-  return record.seconds * NANOSECONDS_A_SECOND + record.nanoseconds;
+inline uint64_t nanoseconds_of(const DataLine& record) {
+  return record.seconds * NANOSECONDS_PER_SECOND + record.nanoseconds;
 }
 
 /// A time that a user wrote, in nanoseconds since 1970: seconds since then (1700001000,

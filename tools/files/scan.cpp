@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "records/line_tags.h"
 #include "tools/files/line_reader.h"
 
 namespace sonic {
@@ -13,8 +14,8 @@ constexpr uint64_t GAP_INTERVALS = 5;
 constexpr uint64_t FALLBACK_RATE = 1;  // to tell a gap in a file that lacks its rate
 constexpr uint64_t FASTEST = 1000;     // what claims more is no rate
 
-std::string_view rest(std::string_view line, std::string_view kind) {
-  return line.substr(kind.size());
+std::string_view rest(std::string_view line, std::string_view tag) {
+  return line.substr(tag.size() + 1);
 }
 
 uint64_t rate_of(std::string_view text) {
@@ -41,30 +42,30 @@ void Scan::read(const std::string& path) {
 // They may also hold what looks like a rate or a header, but hardly one behind the other.
 void Scan::take_line(std::string_view line) {
   const auto rate = std::exchange(_rate_line, std::nullopt);
-  if (is_line(line, DATA_LINE)) {
+  if (has_tag(line, DATA_TAG)) {
     take_record(line);
-  } else if (is_line(line, ERROR_LINE)) {
-    take_other(event::error, _file.errors);
-  } else if (is_line(line, HEADER_LINE) && rate) {
+  } else if (has_tag(line, ERROR_TAG)) {
+    take_other(Event::ERROR, _file.errors);
+  } else if (has_tag(line, HEADER_TAG) && rate) {
     if (*rate != 0) _file.rate = *rate;
-    if (++_headers > 1) take_other(event::restart, _file.restarts);
-  } else if (is_line(line, RATE_LINE)) {
-    _rate_line = rate_of(rest(line, RATE_LINE));
-  } else if (is_line(line, MODEL_LINE) && _file.model.empty()) {
-    _file.model = rest(line, MODEL_LINE);
-  } else if (is_line(line, SERIAL_NUMBER_LINE) && _file.serial_number.empty()) {
-    _file.serial_number = rest(line, SERIAL_NUMBER_LINE);
+    if (++_headers > 1) take_other(Event::RESTART, _file.restarts);
+  } else if (has_tag(line, RATE_TAG)) {
+    _rate_line = rate_of(rest(line, RATE_TAG));
+  } else if (has_tag(line, MODEL_TAG) && _file.model.empty()) {
+    _file.model = rest(line, MODEL_TAG);
+  } else if (has_tag(line, SERIAL_NUMBER_TAG) && _file.serial_number.empty()) {
+    _file.serial_number = rest(line, SERIAL_NUMBER_TAG);
   }
 }
 
 void Scan::take_record(std::string_view line) {
-  data_line_t record;
-  switch (read_data_line(line, record)) {
-    case data_line_state::failed:
-      return take_other(event::failed, _file.failed);
-    case data_line_state::left_out:
-      return take_other(event::left_out, _file.left_out);
-    case data_line_state::good:
+  DataLine record;
+  switch (parse_data_line(line, record)) {
+    case DataLineState::FAILED:
+      return take_other(Event::FAILED, _file.failed);
+    case DataLineState::LEFT_OUT:
+      return take_other(Event::LEFT_OUT, _file.left_out);
+    case DataLineState::GOOD:
       break;
   }
   const uint64_t time = nanoseconds_of(record);
@@ -77,7 +78,7 @@ void Scan::take_record(std::string_view line) {
   _output.record(record);
 }
 
-void Scan::take_other(event kind, uint64_t& count, uint64_t length) {
+void Scan::take_other(Event kind, uint64_t& count, uint64_t length) {
   if (!_is_in_range) return;
   ++count;
   _output.between(kind, _before, length);
@@ -94,18 +95,18 @@ void Scan::step_to(uint64_t time) {
     if (!instrument.empty()) _instrument = instrument;
   }
   if (_before && time < *_before) {
-    take_other(event::clock_back, _file.clock_back, *_before - time);
+    take_other(Event::CLOCK_BACK, _file.clock_back, *_before - time);
   } else if (_before) {
     const uint64_t step = time - *_before;
     if (!is_first) {
       _file.expected +=
-          static_cast<double>(step) / NANOSECONDS_A_SECOND * static_cast<double>(rate);
+          static_cast<double>(step) / NANOSECONDS_PER_SECOND * static_cast<double>(rate);
     }
-    if (step > GAP_INTERVALS * NANOSECONDS_A_SECOND / rate) {
+    if (step > GAP_INTERVALS * NANOSECONDS_PER_SECOND / rate) {
       if (is_first) {  // the time between two files is no file's own
-        _output.between(event::gap, _before, step);
+        _output.between(Event::GAP, _before, step);
       } else {
-        take_other(event::gap, _file.gaps, step);
+        take_other(Event::GAP, _file.gaps, step);
         _file.gap_nanoseconds += step;
       }
     }

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "records/data_line.h"
+#include "tools/files/data_line_parser.h"
 #include "tools/files/record_time.h"
 
 namespace sonic {
@@ -17,13 +17,13 @@ struct TimeRange {
 };
 
 /// What stands between the good records.
-enum class event {
-  gap,         ///< no record for more than five record intervals
-  clock_back,  ///< the next record's time is before the one's before it
-  restart,     ///< the program was started anew and goes on in the same file
-  failed,      ///< a record whose check does not fit
-  left_out,    ///< a record whose values or time cannot be told
-  error,       ///< input that was no record
+enum class Event {
+  GAP,         ///< no record for more than five record intervals
+  CLOCK_BACK,  ///< the next record's time is before the one's before it
+  RESTART,     ///< the program was started anew and goes on in the same file
+  FAILED,      ///< a record whose check does not fit
+  LEFT_OUT,    ///< a record whose values or time cannot be told
+  ERROR,       ///< input that was no record
 };
 
 /// What a file holds, within the time range. Lines have no time of their own: they are where the
@@ -51,10 +51,10 @@ struct Summary {
 class Output {
  public:
   virtual ~Output() = default;
-  virtual void record(const data_line_t&) {}
+  virtual void record(const DataLine&) {}
   /// `before` is the time of the record before it, if any; `length` that of a gap, or how far a
   /// clock went back; both in nanoseconds.
-  virtual void between(event, std::optional<uint64_t> /*before*/, uint64_t /*length*/) {}
+  virtual void between(Event, std::optional<uint64_t> /*before*/, uint64_t /*length*/) {}
   virtual void end_of_file(const std::string& /*path*/, const Summary&) {}
 };
 
@@ -64,7 +64,7 @@ class Scan {
   Scan(const TimeRange& range, Output& output)
       : _range(range), _output(output), _is_in_range(range.from == 0) {}
 
-  /// Throws input_error when the file cannot be read to its end; what is before that has been
+  /// Throws InputError when the file cannot be read to its end; what is before that has been
   /// handed on and is in the summary.
   void read(const std::string& path);
   const Summary& summary() const { return _file; }  ///< of the last file
@@ -72,7 +72,7 @@ class Scan {
  private:
   void take_line(std::string_view line);
   void take_record(std::string_view line);
-  void take_other(event kind, uint64_t& count, uint64_t length = 0);
+  void take_other(Event kind, uint64_t& count, uint64_t length = 0);
   void step_to(uint64_t time);
 
   const TimeRange _range;

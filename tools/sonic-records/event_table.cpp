@@ -4,19 +4,19 @@ namespace sonic::records {
 
 namespace {
 
-const char* name(event kind) {
+const char* name(Event kind) {
   switch (kind) {
-    case event::gap:
+    case Event::GAP:
       return "gap";
-    case event::clock_back:
+    case Event::CLOCK_BACK:
       return "clock_back";
-    case event::restart:
+    case Event::RESTART:
       return "restart";
-    case event::failed:
+    case Event::FAILED:
       return "failed";
-    case event::left_out:
+    case Event::LEFT_OUT:
       return "left_out";
-    case event::error:
+    case Event::ERROR:
       return "error";
   }
   return "";
@@ -30,7 +30,7 @@ class EventTable : public TableOutput {
         _table(options.format, options.station,
                {{"time", true}, {"event", true}, {"seconds", false}}) {}
 
-  void between(event kind, std::optional<uint64_t> before, uint64_t length) override {
+  void between(Event kind, std::optional<uint64_t> before, uint64_t length) override {
     std::string time;
     if (before) time = _epoch ? seconds_text(*before) : iso_text(*before);
     _table.row({time, name(kind), length != 0 ? seconds_text(length) : ""});

@@ -1,6 +1,6 @@
-#include <exception>
 #include <iostream>
 
+#include "base/command_line.h"
 #include "tools/files/file_order.h"
 #include "tools/files/input.h"
 #include "tools/sonic-records/outputs.h"
@@ -9,24 +9,26 @@ namespace sonic::records {
 
 namespace {
 
+constexpr const char* PROGRAM = "sonic-records";
+
 std::unique_ptr<TableOutput> make_output(const Options& options) {
-  switch (options.what) {
-    case task::summary:
+  switch (options.task) {
+    case Task::SUMMARY:
       return make_summary_table(options);
-    case task::events:
+    case Task::EVENTS:
       return make_event_table(options);
-    case task::records:
+    case Task::RECORDS:
       break;
   }
   return make_record_table(options);
 }
 
-/// Reads one file and returns what is wrong with it, if anything. What could be read counts.
+// Reads one file and returns what is wrong with it, if anything. What could be read counts.
 std::string read_file(const std::string& path, Scan& scan, Output& output) {
   std::string problem;
   try {
     scan.read(path);
-  } catch (const input_error& error) {
+  } catch (const InputError& error) {
     problem = error.what();
   }
   const Summary& summary = scan.summary();
@@ -35,14 +37,16 @@ std::string read_file(const std::string& path, Scan& scan, Output& output) {
   return problem;
 }
 
-int run(const Options& options) {
-  const std::unique_ptr<TableOutput> output = make_output(options);
-  Scan scan(options.range, *output);
+int run(int argc, char* argv[]) {
+  const auto options = parse_options(argc, argv);
+  if (!options) return 0;
+  const std::unique_ptr<TableOutput> output = make_output(*options);
+  Scan scan(options->range, *output);
   int status = 0;
-  for (const std::string& path : in_order_of_time(options.files)) {
+  for (const std::string& path : in_order_of_time(options->files)) {
     const std::string problem = read_file(path, scan, *output);
     if (problem.empty()) continue;
-    std::cerr << "sonic-records: " << path << ": " << problem << std::endl;
+    std::cerr << PROGRAM << ": " << path << ": " << problem << std::endl;
     status = 1;
   }
   output->finish();
@@ -53,9 +57,7 @@ int run(const Options& options) {
 
 }  // namespace sonic::records
 
-int main(int argc, char** argv) try {
-  return sonic::records::run(sonic::records::parse_options(argc, argv));
-} catch (const std::exception& error) {
-  std::cerr << "sonic-records: " << error.what() << std::endl;
-  return 1;
+int main(int argc, char* argv[]) {
+  using namespace sonic::records;
+  return sonic::run_program(PROGRAM, [&] { return run(argc, argv); });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,18 +9,18 @@
 
 namespace sonic::records {
 
-enum class task { records, summary, events };
+enum class Task { RECORDS, SUMMARY, EVENTS };
 
 struct Options {
-  task what = task::records;
+  Task task = Task::RECORDS;
   TimeRange range;
-  table_format format = table_format::tsv;
+  TableFormat format = TableFormat::TSV;
   bool epoch = false;              ///< times as seconds and nanoseconds
   std::string station;             ///< empty: no such column
   std::vector<std::string> files;  ///< never empty; "-" alone is standard input
 };
 
-/// Ends the program after help (status 0) or a wrong option (status 2).
-Options parse_options(int argc, char** argv);
+/// Nothing when help or version was asked for and has been printed. Throws UsageError.
+std::optional<Options> parse_options(int argc, char* const argv[]);
 
 }  // namespace sonic::records

@@ -25,13 +25,13 @@ class RecordTable : public TableOutput {
         _epoch(options.epoch),
         _table(options.format, options.station, columns(options.epoch)) {}
 
-  void record(const data_line_t& record) override {
+  void record(const DataLine& record) override {
     OutputBuffer& out = _table.out();
     out.append(_table.row_begin());
-    if (_format == table_format::json) {
+    if (_format == TableFormat::JSON) {
       append_json(record);
     } else {
-      append_time(record, _format == table_format::csv ? ',' : '\t');
+      append_time(record, _format == TableFormat::CSV ? ',' : '\t');
       append_values(record);
     }
     out.append('\n');
@@ -40,7 +40,7 @@ class RecordTable : public TableOutput {
   void finish() override { _table.flush(); }
 
  private:
-  void append_time(const data_line_t& record, char divider) {
+  void append_time(const DataLine& record, char divider) {
     OutputBuffer& out = _table.out();
     if (_epoch) {
       out.append(std::to_string(record.seconds));
@@ -52,14 +52,14 @@ class RecordTable : public TableOutput {
     out.append(divider);
   }
 
-  void append_values(const data_line_t& record) {
-    if (_format == table_format::tsv) return _table.out().append(record.values);
+  void append_values(const DataLine& record) {
+    if (_format == TableFormat::TSV) return _table.out().append(record.values);
     _values = record.values;
     std::replace(_values.begin(), _values.end(), '\t', ',');
     _table.out().append(_values);
   }
 
-  void append_json(const data_line_t& record) {
+  void append_json(const DataLine& record) {
     OutputBuffer& out = _table.out();
     if (_epoch) {
       out.append("\"seconds\":" + std::to_string(record.seconds) +
@@ -90,7 +90,7 @@ class RecordTable : public TableOutput {
     out.append(number);
   }
 
-  const table_format _format;
+  const TableFormat _format;
   const bool _epoch;
   Table _table;
   IsoTime _time;

@@ -3,8 +3,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
-#include <stdexcept>
+
+#include "base/error.h"
 
 namespace sonic::records {
 
@@ -31,18 +31,18 @@ void OutputBuffer::flush() {
     const ssize_t n = write(STDOUT_FILENO, bytes, left);
     const int error = errno;
     if (n == -1 && error == EINTR) continue;
-    if (n == -1) throw std::runtime_error(std::string("standard output: ") + strerror(error));
+    if (n == -1) throw_error(error, {"standard output: "});
     bytes += n;
     left -= static_cast<size_t>(n);
   }
   _buffer.clear();
 }
 
-Table::Table(table_format format, const std::string& station, std::vector<Column> columns)
+Table::Table(TableFormat format, const std::string& station, std::vector<Column> columns)
     : _format(format), _columns(std::move(columns)) {
-  const char divider = format == table_format::csv ? ',' : '\t';
+  const char divider = format == TableFormat::CSV ? ',' : '\t';
   const bool has_station = !station.empty();
-  if (format == table_format::json) {
+  if (format == TableFormat::JSON) {
     _row_begin = has_station ? "{\"station\":\"" + station + "\"," : "{";
     return;
   }
@@ -59,8 +59,8 @@ Table::Table(table_format format, const std::string& station, std::vector<Column
 void Table::row(const std::vector<std::string>& cells) {
   std::string line = _row_begin;
   for (size_t i = 0; i < cells.size(); ++i) {
-    if (i > 0) line += _format == table_format::tsv ? '\t' : ',';
-    if (_format != table_format::json) {
+    if (i > 0) line += _format == TableFormat::TSV ? '\t' : ',';
+    if (_format != TableFormat::JSON) {
       line += cleaned(cells[i]);
       continue;
     }
@@ -70,7 +70,7 @@ void Table::row(const std::vector<std::string>& cells) {
     line += cells[i].empty() ? "null" : cleaned(cells[i]);
     if (is_quoted) line += '"';
   }
-  line += _format == table_format::json ? "}\n" : "\n";
+  line += _format == TableFormat::JSON ? "}\n" : "\n";
   _out.append(line);
 }
 

@@ -6,7 +6,7 @@
 
 namespace sonic::records {
 
-enum class table_format { tsv, csv, json };
+enum class TableFormat { TSV, CSV, JSON };
 
 /// Writes to standard output through a buffer. Throws std::runtime_error when that fails.
 class OutputBuffer {
@@ -36,7 +36,7 @@ struct Column {
 class Table {
  public:
   /// `station` becomes a first column, unless it is empty.
-  Table(table_format format, const std::string& station, std::vector<Column> columns);
+  Table(TableFormat format, const std::string& station, std::vector<Column> columns);
 
   /// One cell a column. A cell without text is none: empty, in JSON null. Bytes that would need
   /// quoting become question marks.
@@ -48,7 +48,7 @@ class Table {
   const std::string& row_begin() const { return _row_begin; }
 
  private:
-  const table_format _format;
+  const TableFormat _format;
   const std::vector<Column> _columns;
   std::string _row_begin;
   OutputBuffer _out;

@@ -7,14 +7,16 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <map>
 #include <regex>
 #include <stdexcept>
 
-#include "records/data_line.h"
+#include "base/descriptor.h"
+#include "base/error.h"
+#include "base/time.h"
+#include "records/line_tags.h"
 #include "tools/files/input.h"
 
 namespace sonic::compress {
@@ -24,21 +26,20 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr auto QUIET = std::chrono::hours(1);
-constexpr unsigned long long HALF_HOUR = 1800;
 
-[[noreturn]] void fail(const fs::path& path, const char* what, int error) {
-  throw std::runtime_error(path.string() + ": " + what + ": " + strerror(error));
+[[noreturn]] void fail(int error, const fs::path& path, const char* what) {
+  throw_error(error, {path.native(), ": ", what, ": "});
 }
 
 Descriptor open_or_fail(const fs::path& path, int flags, mode_t mode = 0) {
   Descriptor file(open(path.c_str(), flags | O_CLOEXEC, mode));
-  if (file.get() == -1) fail(path, "cannot open", errno);
+  if (!file.is_open()) fail(errno, path, "cannot open");
   return file;
 }
 
 void sync(const fs::path& path) {
   const Descriptor file = open_or_fail(path, O_RDONLY);
-  if (fsync(file.get()) == -1) fail(path, "cannot sync", errno);
+  if (fsync(file.get()) == -1) fail(errno, path, "cannot sync");
 }
 
 /// Runs zstd from `file` to `part`, which must not exist yet.
@@ -55,7 +56,7 @@ void run_zstd(const fs::path& file, const fs::path& part, const struct stat& ori
   pid_t pid = -1;
   const int error = posix_spawnp(&pid, "zstd", &actions, nullptr, arguments, environ);
   posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) fail("zstd", "cannot start", error);
+  if (error != 0) fail(error, "zstd", "cannot start");
   if (Child(pid).wait() != 0) throw std::runtime_error(file.string() + ": zstd failed");
   // Tools that copy by time take it for the same age.
   const timespec times[] = {original.st_mtim, original.st_mtim};
@@ -63,10 +64,10 @@ void run_zstd(const fs::path& file, const fs::path& part, const struct stat& ori
 }
 
 /// A copy that cannot be read to its end holds nobody knows what, perhaps only for want of memory.
-contents compare_copy(const fs::path& file, const fs::path& copy) try {
-  return compare_contents(file, copy, cut::throws);
-} catch (const input_error&) {
-  return contents::different;
+Comparison compare_copy(const fs::path& file, const fs::path& copy) try {
+  return compare_contents(file, copy, WhenCut::THROW);
+} catch (const InputError&) {
+  return Comparison::DIFFERENT;
 }
 
 /// Makes a complete and verified `target` that is on the disk before it has its name.
@@ -76,10 +77,10 @@ void make_copy(const fs::path& file, const fs::path& target, const struct stat& 
   try {
     run_zstd(file, part, original);
     sync(part);
-    if (compare_copy(file, part) != contents::same) {
+    if (compare_copy(file, part) != Comparison::SAME) {
       throw std::runtime_error(file.string() + ": the compressed copy differs");
     }
-    if (rename(part.c_str(), target.c_str()) == -1) fail(target, "cannot rename", errno);
+    if (rename(part.c_str(), target.c_str()) == -1) fail(errno, target, "cannot rename");
   } catch (...) {
     std::error_code ignored;
     fs::remove(part, ignored);
@@ -90,9 +91,10 @@ void make_copy(const fs::path& file, const fs::path& target, const struct stat& 
 /// Whether it begins as the daemon's files do: a picture of one may have such a name, too.
 bool is_data_file(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
-  std::string begin(MODEL_LINE.size(), '\0');
+  const std::string expected = std::string(MODEL_TAG) + "\t";
+  std::string begin(expected.size(), '\0');
   file.read(begin.data(), static_cast<std::streamsize>(begin.size()));
-  return !file.is_open() || begin == MODEL_LINE;  // that it cannot be opened is said later
+  return !file.is_open() || begin == expected;  // that it cannot be opened is said later
 }
 
 fs::path numbered(const fs::path& file, int n) {
@@ -113,7 +115,7 @@ std::vector<fs::path> finished_files(const fs::path& folder) {
       continue;
     }
     const unsigned long long start = std::stoull(match[1]);
-    if (start % HALF_HOUR == 0) files[match[2]][start] = entry.path();
+    if (start % SECONDS_PER_HALF_HOUR == 0) files[match[2]][start] = entry.path();
   }
   std::vector<fs::path> finished;
   const auto now = fs::file_time_type::clock::now();
@@ -135,28 +137,28 @@ bool compress_file(const fs::path& file) {
   // does if the clock was set back, we are ended by the signal for that before it goes on.
   if (fcntl(plain.get(), F_SETLEASE, F_RDLCK) == -1) {
     if (errno == EAGAIN) return false;
-    fail(file, "cannot tell whether it is written to", errno);
+    fail(errno, file, "cannot tell whether it is written to");
   }
   struct stat original {};
-  if (fstat(plain.get(), &original) == -1) fail(file, "cannot look at", errno);
+  if (fstat(plain.get(), &original) == -1) fail(errno, file, "cannot look at");
 
   const fs::path folder = file.parent_path();
   int n = 1;
-  auto compared = contents::second_begins_first;  // as a copy that is not there
+  auto compared = Comparison::SECOND_BEGINS_FIRST;  // as a copy that is not there
   while (fs::exists(numbered(file, n))) {
     compared = compare_copy(file, numbered(file, n));
-    if (compared != contents::different) break;
-    compared = contents::second_begins_first;
+    if (compared != Comparison::DIFFERENT) break;
+    compared = Comparison::SECOND_BEGINS_FIRST;
     ++n;
   }
   const fs::path copy = numbered(file, n);
-  if (compared == contents::second_begins_first) {
+  if (compared == Comparison::SECOND_BEGINS_FIRST) {
     make_copy(file, copy, original);
   } else {  // of a run that ended just before it removed the plain file
     sync(copy);
   }
   sync(folder);
-  if (unlink(file.c_str()) == -1) fail(file, "cannot remove", errno);
+  if (unlink(file.c_str()) == -1) fail(errno, file, "cannot remove");
   std::cout << copy.string() << ": " << original.st_size << " bytes, now " << fs::file_size(copy)
             << std::endl;
   return true;
