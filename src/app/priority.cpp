@@ -3,20 +3,19 @@
 #include <sys/resource.h>
 
 #include <cerrno>
-#include <cstring>
-#include <stdexcept>
-#include <string>
+
+#include "base/error.h"
 
 namespace sonic {
 
 Priority::Priority(Priviledges& p, int nice) : _privileges(p), _nice(nice) {}
 
 void Priority::set(int value) {
-  _privileges.raise();
-  const int result = setpriority(PRIO_PROCESS, 0, value);
-  const int error = errno;
-  _privileges.lower();
-  if (result == -1) throw std::runtime_error(std::string("Error 'setpriority':") + strerror(error));
+  int error = 0;
+  with_raised_privileges(_privileges, [&] {
+    if (setpriority(PRIO_PROCESS, 0, value) == -1) error = errno;
+  });
+  if (error != 0) throw_error(error, {"Error 'setpriority':"});
 }
 
 void Priority::set() { set(_nice); }

@@ -20,6 +20,15 @@ struct Priviledges {
   void lower();
 };
 
+/// Does `action` with raised privileges. When it throws they stay raised: the program ends then,
+/// and taking it down needs them again.
+template <typename Action>
+void with_raised_privileges(Priviledges& p, Action action) {
+  p.raise();
+  action();
+  p.lower();
+}
+
 /// The effective user at the time of the call as the privileged and the current one, and the user
 /// `name` as the device user. Throws std::runtime_error when there is no such user. Switches
 /// nothing.

@@ -7,12 +7,13 @@ namespace sonic {
 const char* const SONIC_TYPE_UNDEFINED = "UNDEFINED";
 
 void sonic_type_set(const std::string& value, const std::string& path, Priviledges& p) {
-  p.raise();
-  // No truncation: a sysfs attribute takes each write as its new value.
-  std::ofstream file(path, std::ios::app);
-  file << value;
-  p.lower();
-  // The text reaches the file when it closes, here. What counts is who opened it.
+  std::ofstream file;
+  with_raised_privileges(p, [&] {
+    // No truncation: a sysfs attribute takes each write as its new value.
+    file.open(path, std::ios::app);
+    file << value;
+  });
+  // The text reaches the file when it closes, here. Permission was checked when it was opened.
 }
 
 std::string sonic_type_get(const std::string& path) {

@@ -26,20 +26,20 @@ sonic_young_81000_serial::sonic_young_81000_serial(Notifier& notifier, const con
             static_cast<int>(boost::lexical_cast<unsigned int>(config.at("PREFERRED_BAUD_RATE"))),
             OPEN_LATER),
       _gpio(config.at("port"), POWER_ON, POWER_OFF) {
-  _privileges.raise();
-  _port.open();
-  _gpio.enable();
-  _privileges.lower();
+  with_raised_privileges(_privileges, [this] {
+    _port.open();
+    _gpio.enable();
+  });
   const unsigned int rate =
       young_81000_auto_baud(_notifier, baud_rates, _port, young_81000_extractor, matches, verbose);
   std::cout << "baud rate detected: " << rate << std::endl;
 }
 
 sonic_young_81000_serial::~sonic_young_81000_serial() {
-  _privileges.raise();
-  _gpio.disable();
-  _port.close();
-  _privileges.lower();
+  with_raised_privileges(_privileges, [this] {
+    _gpio.disable();
+    _port.close();
+  });
 }
 
 }  // namespace sonic
