@@ -2,11 +2,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/select.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include "terminal/pseudo_terminal.h"
+#include <cerrno>
+
+#include "serial/input_wait.h"
 #include "support.h"
+#include "terminal/pseudo_terminal.h"
 
 namespace sonic {
 
@@ -80,6 +84,13 @@ TEST(SerialTest, NamesThePortInEveryFailure) {
   EXPECT_EQ("/dev/null error getting line attributes: Inappropriate ioctl for device",
             thrown_by([&] { port.open(); }));
   EXPECT_NE(-1, port.fd());  // kept until it is closed
+}
+
+TEST(SerialTest, RefusesToWaitForADescriptorThatSelectCannotWatch) {
+  EXPECT_EQ(-1, wait_for_input(FD_SETSIZE, 0));
+  EXPECT_EQ(EMFILE, errno);
+  EXPECT_EQ(-1, wait_for_input(-1, 0));
+  EXPECT_EQ(EBADF, errno);
 }
 
 TEST(SerialTest, LeavesNothingOpen) {

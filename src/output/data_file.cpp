@@ -4,26 +4,28 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <iostream>
 #include <stdexcept>
 
 #include "app/configuration.h"
+#include "base/error.h"
+#include "base/time.h"
 
 namespace sonic {
 
 namespace {
 
-constexpr unsigned long long HALF_HOUR = 1800;
 constexpr int OPEN_FLAGS = O_WRONLY | O_CREAT | O_APPEND | O_NOATIME | O_CLOEXEC;
 constexpr mode_t OPEN_MODE = 0755;
 
 }  // namespace
 
-unsigned long long time_last_half_hour(unsigned long long t) { return t / HALF_HOUR * HALF_HOUR; }
+unsigned long long time_last_half_hour(unsigned long long t) {
+  return t / SECONDS_PER_HALF_HOUR * SECONDS_PER_HALF_HOUR;
+}
 
 unsigned long long time_next_half_hour(unsigned long long t) {
-  return (t + HALF_HOUR) / HALF_HOUR * HALF_HOUR;
+  return (t + SECONDS_PER_HALF_HOUR) / SECONDS_PER_HALF_HOUR * SECONDS_PER_HALF_HOUR;
 }
 
 std::string sonic_data_filename(unsigned long long t, const std::string& sonic_id,
@@ -47,16 +49,12 @@ void logging::new_log(const std::string& name) {
 
 void logging::_open(const std::string& name) {
   _descriptor = ::open(name.c_str(), OPEN_FLAGS, OPEN_MODE);
-  const int error = errno;
-  if (_descriptor == -1) {
-    throw std::runtime_error("logging error opening '" + name + "': " + strerror(error));
-  }
+  if (_descriptor == -1) throw_error(errno, {"logging error opening '", name, "': "});
   _name = name;
 }
 
 void logging::_close() {
-  // A data file that is descriptor 0, since the program was started without standard input, stays
-  // open: nothing else is to take that place.
+  // Descriptor 0 stays open: it is standard input, and nothing else is to take its place.
   if (_descriptor > 0) ::close(_descriptor);
   _descriptor = -1;
   _name.clear();
@@ -76,8 +74,7 @@ void logging::log(unsigned char* bytes, unsigned int length) { _write(bytes, len
 
 void logging::_write(const void* bytes, size_t length) {
   const ssize_t written = ::write(_descriptor, bytes, length);
-  const int error = errno;
-  if (written == -1) throw std::runtime_error("logging error '" + _name + "': " + strerror(error));
+  if (written == -1) throw_error(errno, {"logging error '", _name, "': "});
   if (static_cast<size_t>(written) != length) {
     throw std::runtime_error("logging error '" + _name + "': partial write");
   }

@@ -1,16 +1,16 @@
 #include "young/baud_detection.h"
 
-#include <sys/select.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <iostream>
 #include <stdexcept>
 
 #include "app/interruption.h"
+#include "base/error.h"
+#include "serial/input_wait.h"
 #include "young/young_81000_menu.h"
 
 namespace sonic {
@@ -32,18 +32,11 @@ constexpr unsigned int NEWLINE_SECONDS = 1;
 constexpr int EXIT_KEY_ROUNDS = 2;
 
 /// False when the line stayed quiet. Unlike the dialogue's wait, any failure ends detection.
-bool wait_for_input(int fd) {
-  fd_set readable;
-  FD_ZERO(&readable);
-  FD_SET(fd, &readable);
-  timeval timeout{};
-  timeout.tv_sec = QUIET_SECONDS;
-  const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
+bool has_input(int fd) {
+  const int ready = wait_for_input(fd, QUIET_SECONDS);
   const int error = errno;
   throw_if_terminated("autobaud: terminated by user");
-  if (ready == -1) {
-    throw std::runtime_error(std::string("autobaud select error: ") + strerror(error));
-  }
+  if (ready == -1) throw_error(error, {"autobaud select error: "});
   return ready > 0;
 }
 
@@ -82,7 +75,7 @@ std::string young_81000_auto_baud_read(Notifier& notifier, Serial& port, bool ve
   nanosleep(&SETTLE, nullptr);
   std::string reply;
   std::array<char, MAX_REPLY> block;
-  while (reply.size() < MAX_REPLY && wait_for_input(port.fd())) {
+  while (reply.size() < MAX_REPLY && has_input(port.fd())) {
     const int n = port.read(block.data(), MAX_REPLY - static_cast<unsigned int>(reply.size()));
     if (n == 0) throw std::runtime_error("autobaud read error: unexpected zero");
     if (reply.empty()) notifier.notify("Connecting (got data)");

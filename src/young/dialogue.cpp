@@ -1,7 +1,5 @@
 #include "young/dialogue.h"
 
-#include <sys/select.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -12,7 +10,9 @@
 #include <utility>
 
 #include "app/interruption.h"
+#include "base/error.h"
 #include "records/dump.h"
+#include "serial/input_wait.h"
 
 namespace sonic {
 
@@ -53,18 +53,11 @@ std::string possible_start(const std::string& buffer, const std::string& delimit
 }  // namespace
 
 int interactive_wait_for_input(Serial& port, unsigned int seconds) {
-  const int fd = port.fd();
-  fd_set readable;
-  FD_ZERO(&readable);
-  FD_SET(fd, &readable);
-  timeval timeout{};
-  timeout.tv_sec = static_cast<time_t>(seconds);
-  const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
-  const int error = errno;
-  if (ready > 0) return fd;
+  const int ready = wait_for_input(port.fd(), static_cast<time_t>(seconds));
+  if (ready > 0) return port.fd();
   if (ready == 0) return 0;
-  if (error == EINTR) return -1;
-  throw std::runtime_error(std::string("select error: ") + strerror(error));
+  if (errno == EINTR) return -1;
+  throw_error(errno, {"select error: "});
 }
 
 void interactive_slow_write(Serial& port, const std::string& text) {
