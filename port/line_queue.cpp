@@ -9,7 +9,7 @@ namespace sonic::port {
 
 namespace {
 
-constexpr size_t MOST_BYTES = 1 << 20;  // eight minutes at 32 records a second
+constexpr size_t MAX_QUEUED_BYTES = 1 << 20;  // eight minutes at 32 records a second
 
 }  // namespace
 
@@ -17,7 +17,7 @@ void LineQueue::push(const std::string& bytes) {
   for (size_t start = 0, end = 0; start < bytes.size(); start = end) {
     end = std::min(bytes.find(LINE_END, start), bytes.size() - 1) + 1;
     const bool completes = bytes[end - 1] == LINE_END;
-    if (!_dropping && _bytes.size() + (end - start) > MOST_BYTES) {
+    if (!_dropping && _bytes.size() + (end - start) > MAX_QUEUED_BYTES) {
       _bytes.resize(_line_start);
       _dropping = true;
       ++_dropped;

@@ -24,7 +24,7 @@ constexpr milliseconds SETTINGS_AT_REST(10);
 
 // What was written is announced before it can be read, which takes the kernel some microseconds.
 constexpr milliseconds ANNOUNCED_KEYS(20);
-constexpr int MOST_PACKETS = 16;  // more than it keeps
+constexpr int MAX_PACKETS = 16;  // more than it keeps
 
 void watch(int epoll, int fd, unsigned int what) {
   epoll_event event{};
@@ -103,7 +103,7 @@ void OfferedPort::take_packet(std::vector<Request>& requests) {
   if ((report & TIOCPKT_IOCTL) == 0) return;
   if (written_first) {
     _terminal.wait(true, false, ANNOUNCED_KEYS);
-    for (int i = 0; i < MOST_PACKETS; ++i) take_packet(requests);
+    for (int i = 0; i < MAX_PACKETS; ++i) take_packet(requests);
   }
   take_speed(requests);
 }

@@ -22,7 +22,7 @@ using std::chrono::milliseconds;
 constexpr unsigned int FIRST_BAUD = 38400;
 
 // A hundred times what a byte takes at 4800 baud, and a fifth of what the daemon waits for an echo.
-constexpr milliseconds LONGEST_HOLD(200);
+constexpr milliseconds MAX_HOLD(200);
 
 // How late a change of speed may be behind the last byte before it.
 constexpr milliseconds UNTIL_SENT(1);
@@ -77,7 +77,7 @@ void Relay::run(int stop) {
 int Relay::patience() const {
   if (_keys.empty() && !_requests.empty()) return static_cast<int>(UNTIL_SENT.count());
   if (!_stamper.is_holding()) return _port.patience();
-  const auto left = std::chrono::ceil<milliseconds>(_last_arrival + LONGEST_HOLD - Clock::now());
+  const auto left = std::chrono::ceil<milliseconds>(_last_arrival + MAX_HOLD - Clock::now());
   const int hold = std::max(0, static_cast<int>(left.count()));
   return _port.patience() == -1 ? hold : std::min(hold, _port.patience());
 }
@@ -99,9 +99,9 @@ void Relay::forget_input() {
 
 /// Bytes that are there already have not been late.
 void Relay::release_overdue() {
-  if (!_stamper.is_holding() || Clock::now() < _last_arrival + LONGEST_HOLD) return;
+  if (!_stamper.is_holding() || Clock::now() < _last_arrival + MAX_HOLD) return;
   take_from_instrument();
-  if (Clock::now() < _last_arrival + LONGEST_HOLD) return;
+  if (Clock::now() < _last_arrival + MAX_HOLD) return;
   const std::string released = _stamper.release();
   if (_port.in_use()) _queue.push(released);
 }

@@ -18,8 +18,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds LAST_BYTES(1000);  // may take so long to leave, at the end
-constexpr size_t BLOCK = 4096;            // as much as a terminal keeps
+constexpr milliseconds MAX_DRAIN(1000);  // may take so long to leave, at the end
+constexpr size_t BLOCK_BYTES = 4096;     // as much as a terminal keeps
 constexpr int LOW_LATENCY = ASYNC_LOW_LATENCY;
 
 bool is_harmless_failure() { return errno == EAGAIN || errno == EINTR; }
@@ -48,7 +48,7 @@ SerialDevice::FoundSettings::FoundSettings(int device, const std::string& path) 
 
 /// What has not left in time never will, and the line could not be closed for half a minute.
 SerialDevice::FoundSettings::~FoundSettings() {
-  const auto end = std::chrono::steady_clock::now() + LAST_BYTES;
+  const auto end = std::chrono::steady_clock::now() + MAX_DRAIN;
   while (!all_sent(fd) && std::chrono::steady_clock::now() < end) {
     std::this_thread::sleep_for(milliseconds(1));
   }
@@ -118,7 +118,7 @@ bool SerialDevice::set_speed(speed_t speed) {
 }
 
 std::string SerialDevice::read() const {
-  char bytes[BLOCK];
+  char bytes[BLOCK_BYTES];
   const ssize_t count = ::read(fd(), bytes, sizeof bytes);
   if (count > 0) return std::string(bytes, static_cast<size_t>(count));
   if (count == -1 && is_harmless_failure()) return "";

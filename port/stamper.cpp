@@ -10,7 +10,7 @@ namespace sonic::port {
 namespace {
 
 /// With a stamp, what the daemon lets wait for a line's end; it takes no longer record.
-constexpr size_t LONGEST_HELD = 970;
+constexpr size_t MAX_HELD_BYTES = 970;
 
 }  // namespace
 
@@ -27,7 +27,7 @@ std::string Stamper::take(const std::string& bytes, uint64_t arrival_ns) {
     if (_held.empty()) _arrival_ns = arrival_ns;
     const auto verdict = _matcher.take(bytes, end);
     const bool possible = verdict == RecordMatcher::Verdict::POSSIBLE;
-    if (possible && _held.size() + (end - start) < LONGEST_HELD) {
+    if (possible && _held.size() + (end - start) < MAX_HELD_BYTES) {
       _held.append(bytes, start, end - start);
       break;
     }

@@ -21,8 +21,8 @@ constexpr Choice OUTPUT_RATES[] = {{'A', 4},  {'B', 5},  {'C', 8}, {'D', 10},
 constexpr char ESCAPE = '\x1b';
 constexpr char EXIT_KEY = 'X';
 constexpr int ESCAPES_TO_INTERRUPT = 3;
-constexpr size_t LONGEST_INPUT = 20;
-constexpr size_t LONGEST_NUMBER = 4;
+constexpr size_t MAX_INPUT_CHARS = 20;
+constexpr size_t MAX_NUMBER_DIGITS = 4;
 
 constexpr char PAGE_BREAK = '\f';  // in the texts below only, never sent
 constexpr char CONTINUE_PROMPT[] = "PRESS ANY KEY TO CONTINUE...";
@@ -164,7 +164,7 @@ std::string Instrument::menu_key(char key) {
 /// without a change, so that nobody who lost the thread is caught here.
 std::string Instrument::prompt_key(char key) {
   if (!ends_line(key) && key != EXIT_KEY) {
-    if (_typed.size() < LONGEST_INPUT) _typed += key;
+    if (_typed.size() < MAX_INPUT_CHARS) _typed += key;
     return "";
   }
   if (ends_line(key)) enter_typed();
@@ -177,7 +177,7 @@ void Instrument::enter_typed() {
   if (_typed.empty()) return;
   if (_page == Page::FORMAT_PROMPT) {
     _settings.fields = _typed;
-  } else if (_typed.size() <= LONGEST_NUMBER &&
+  } else if (_typed.size() <= MAX_NUMBER_DIGITS &&
              _typed.find_first_not_of("0123456789") == std::string::npos) {
     _settings.averaging = static_cast<unsigned int>(std::stoul(_typed));
   }

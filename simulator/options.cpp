@@ -12,14 +12,14 @@ namespace sonic::simulator {
 
 namespace {
 
-constexpr uint64_t ANY_COUNT = std::numeric_limits<uint32_t>::max();
-constexpr uint64_t MOST_AVERAGED = 9999;
-constexpr uint64_t MOST_BYTES = 1000000;
-constexpr uint64_t MOST_SECONDS = 10000000000;  // so that nanoseconds stay within 64 bits
+constexpr uint64_t MAX_COUNT = std::numeric_limits<uint32_t>::max();
+constexpr uint64_t MAX_AVERAGED_SAMPLES = 9999;
+constexpr uint64_t MAX_BYTES = 1000000;
+constexpr uint64_t MAX_SECONDS = 10000000000;  // so that nanoseconds stay within 64 bits
 constexpr uint64_t DEFAULT_POWER_OFF = 3 * NANOSECONDS_PER_SECOND;
-constexpr double SLOWEST = 0.001, FASTEST = 1e6;  // times real time
+constexpr double MIN_SPEED = 0.001, MAX_SPEED = 1e6;  // times real time
 constexpr size_t NANOSECOND_DIGITS = 9;
-constexpr size_t LONGEST_FIELDS = 20;
+constexpr size_t MAX_FIELDS = 20;
 
 [[noreturn]] void reject(const std::string& text, const std::string& wanted) {
   throw std::invalid_argument("'" + text + "' is not " + wanted);
@@ -43,7 +43,7 @@ uint64_t number(const std::string& text, uint64_t least, uint64_t most) {
 /// "1700000000.25" without the rounding of a floating-point number.
 uint64_t nanoseconds(const std::string& text) {
   const size_t point = text.find('.');
-  const uint64_t seconds = number(text.substr(0, point), 0, MOST_SECONDS);
+  const uint64_t seconds = number(text.substr(0, point), 0, MAX_SECONDS);
   std::string fraction = point == std::string::npos ? "0" : text.substr(point + 1);
   if (fraction.empty() || fraction.size() > NANOSECOND_DIGITS || !all_digits(fraction)) {
     reject(text, "a number of seconds with at most nine decimals");
@@ -52,15 +52,15 @@ uint64_t nanoseconds(const std::string& text) {
   return seconds * NANOSECONDS_PER_SECOND + std::stoull(fraction);
 }
 
-uint64_t period(const std::string& text) { return number(text, 1, ANY_COUNT); }
+uint64_t period(const std::string& text) { return number(text, 1, MAX_COUNT); }
 
-uint64_t byte_count(const std::string& text) { return number(text, 1, MOST_BYTES); }
+uint64_t byte_count(const std::string& text) { return number(text, 1, MAX_BYTES); }
 
 double speed(const std::string& text) {
   if (text == "max") return 0;
   char* end = nullptr;
   const double value = std::strtod(text.c_str(), &end);
-  const bool in_range = value == 0 || (value >= SLOWEST && value <= FASTEST);
+  const bool in_range = value == 0 || (value >= MIN_SPEED && value <= MAX_SPEED);
   if (text.empty() || *end != '\0' || !in_range) {
     reject(text, "0, a number from 0.001 to 1000000, or max");
   }
@@ -105,13 +105,13 @@ const std::map<std::string, OutputFormat> FORMATS = {{"custom", OutputFormat::CU
                                                      {"nmea", OutputFormat::NMEA}};
 
 unsigned int offered(const std::string& text, bool (*is_offered)(unsigned int)) {
-  const auto value = static_cast<unsigned int>(number(text, 0, ANY_COUNT));
+  const auto value = static_cast<unsigned int>(number(text, 0, MAX_COUNT));
   if (!is_offered(value)) reject(text, "in the instrument's menu");
   return value;
 }
 
 std::string fields(const std::string& text) {
-  if (text.empty() || text.size() > LONGEST_FIELDS ||
+  if (text.empty() || text.size() > MAX_FIELDS ||
       text.find_first_not_of("0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ") != std::string::npos) {
     reject(text, "one to twenty capital letters and digits");
   }
@@ -131,7 +131,7 @@ std::vector<Option> options_into(Options& o) {
        [&o](const Text& t) { o.settings.rate = offered(t, is_output_rate); }},
       {"averaging", "N", "samples to a record (default 0: off)",
        [&o](const Text& t) {
-         o.settings.averaging = static_cast<unsigned int>(number(t, 0, MOST_AVERAGED));
+         o.settings.averaging = static_cast<unsigned int>(number(t, 0, MAX_AVERAGED_SAMPLES));
        }},
       {"error-handling", "HOW", "include (default) or omit samples with errors",
        [&o](const Text& t) { o.settings.error_handling = named(t, ERROR_HANDLINGS); }},
@@ -145,7 +145,7 @@ std::vector<Option> options_into(Options& o) {
       {"errors", "N", "every N-th sample has a diagnostic word that is not zero",
        [&o](const Text& t) { o.error_period = period(t); }},
       {"seed", "N", "of wind and noise (default 1); the same seed gives the same run",
-       [&o](const Text& t) { o.seed = static_cast<uint32_t>(number(t, 0, ANY_COUNT)); }},
+       [&o](const Text& t) { o.seed = static_cast<uint32_t>(number(t, 0, MAX_COUNT)); }},
 
       {"raw", "", "the instrument's own line: records without stamps", store(o.raw)},
       {"no-setup", "", "a run also begins when the port is opened", store(o.no_setup)},

@@ -9,12 +9,12 @@ namespace sonic::simulator {
 
 namespace {
 
-constexpr double LARGEST = 999.99;                                // what a column holds
+constexpr double MAX_COLUMN_VALUE = 999.99;                       // what a column holds
 constexpr double ANALOG_INPUTS[] = {0.012, 0.008, 1.250, 4.998};  // V
 
 std::string column(double value) {
   char text[16];
-  std::snprintf(text, sizeof text, "%8.2f", std::clamp(value, -LARGEST, LARGEST));
+  std::snprintf(text, sizeof text, "%8.2f", std::clamp(value, -MAX_COLUMN_VALUE, MAX_COLUMN_VALUE));
   return text;
 }
 

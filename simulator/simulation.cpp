@@ -11,13 +11,13 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-constexpr milliseconds CLOSED_TICK(10);      // how soon an opened port is noticed
-constexpr milliseconds LONGEST_WAIT(50);     // how soon the end is noticed
-constexpr milliseconds LARGEST_DELAY(1000);  // what is later than this is not made up for
-constexpr milliseconds LAST_READ(200);       // for the reader: a hang-up discards unread bytes
-constexpr size_t ENOUGH_PENDING = 4096;      // no more samples beyond this
-constexpr size_t MOST_PENDING = 65536;       // no more keys either
-constexpr int SAMPLES_AT_ONCE = 1000;        // they need not make records
+constexpr milliseconds CLOSED_TICK(10);  // how soon an opened port is noticed
+constexpr milliseconds MAX_WAIT(50);     // how soon the end is noticed
+constexpr milliseconds MAX_DELAY(1000);  // what is later than this is not made up for
+constexpr milliseconds LAST_READ(200);   // for the reader: a hang-up discards unread bytes
+constexpr size_t MAX_PENDING_FOR_SAMPLES_BYTES = 4096;  // no more samples beyond this
+constexpr size_t MAX_PENDING_FOR_KEYS_BYTES = 65536;    // no more keys either
+constexpr int MAX_SAMPLES_AT_ONCE = 1000;               // they need not make records
 constexpr unsigned int HIGH_BIT = 0x80;
 
 nanoseconds ns(uint64_t count) { return nanoseconds(static_cast<int64_t>(count)); }
@@ -41,7 +41,7 @@ void Simulation::run(const std::atomic<bool>& stop) {
     }
     if (!_in_use) opened();
     produce();
-    const bool for_keys = _pending.size() < MOST_PENDING;
+    const bool for_keys = _pending.size() < MAX_PENDING_FOR_KEYS_BYTES;
     const auto ready = _terminal.wait(for_keys, !_pending.empty(), until_due());
     if (ready.readable) take_keys();
     if (ready.writable) send();
@@ -75,9 +75,9 @@ void Simulation::produce() {
   if (!_in_use || !_instrument.operating() || _silent) return;
   if (_event != Event::NONE) happen();
   const auto now = Clock::now();
-  if (now - _next_due > LARGEST_DELAY) _next_due = now;
-  for (int i = 0; i < SAMPLES_AT_ONCE; ++i) {
-    if (_next_due > now || _pending.size() >= ENOUGH_PENDING) return;
+  if (now - _next_due > MAX_DELAY) _next_due = now;
+  for (int i = 0; i < MAX_SAMPLES_AT_ONCE; ++i) {
+    if (_next_due > now || _pending.size() >= MAX_PENDING_FOR_SAMPLES_BYTES) return;
     if (_silent || _event != Event::NONE) return;
     if (!_powered) {
       _powered = true;
@@ -147,9 +147,9 @@ void Simulation::send() {
 
 milliseconds Simulation::until_due() const {
   if (_hung_up) return milliseconds::zero();
-  if (!_pending.empty() || !_instrument.operating() || _silent) return LONGEST_WAIT;
+  if (!_pending.empty() || !_instrument.operating() || _silent) return MAX_WAIT;
   const auto left = std::chrono::ceil<milliseconds>(_next_due - Clock::now());
-  return std::clamp(left, milliseconds::zero(), LONGEST_WAIT);
+  return std::clamp(left, milliseconds::zero(), MAX_WAIT);
 }
 
 void Simulation::trace(const std::string& line) const {

@@ -8,7 +8,7 @@ namespace sonic::simulator {
 namespace {
 
 constexpr unsigned int PATH_FAILED = 4;  // diagnostic word of a sample with an error
-constexpr size_t LONGEST_RECORDED_PIECE = 4096;
+constexpr size_t MAX_RECORDED_PIECE_BYTES = 4096;
 
 }  // namespace
 
@@ -74,7 +74,7 @@ uint64_t Stream::interval_ns() const {
 Delivery Stream::recorded_line() {
   Delivery delivery;
   char c = 0;
-  while (delivery.bytes.size() < LONGEST_RECORDED_PIECE && _recording.get(c)) {
+  while (delivery.bytes.size() < MAX_RECORDED_PIECE_BYTES && _recording.get(c)) {
     delivery.bytes += c;
     if (c == '\r') break;
   }

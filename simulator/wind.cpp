@@ -15,7 +15,7 @@ constexpr double MEAN_TEMPERATURE = 21.5, SIGMA_TEMPERATURE = 0.25;
 // how much of its deviation a sample hands on to the next one
 constexpr double PERSISTENCE = 0.95;
 
-constexpr double LARGEST_RANDOM = 4294967295;
+constexpr double MAX_RANDOM = 4294967295;
 constexpr double SOUND_FACTOR = 20.05;  // m/s per square root of a kelvin
 constexpr double ZERO_CELSIUS = 273.15;
 
@@ -39,7 +39,7 @@ Sample Wind::next() {
 // between standard libraries.
 double Wind::gaussian() {
   double sum = -6;
-  for (int i = 0; i < 12; ++i) sum += static_cast<double>(_random()) / LARGEST_RANDOM;
+  for (int i = 0; i < 12; ++i) sum += static_cast<double>(_random()) / MAX_RANDOM;
   return sum;
 }
 

@@ -24,9 +24,9 @@ constexpr Compression COMPRESSIONS[] = {
     {"\x28\xb5\x2f\xfd"sv, "zstd"},
     {"\xfd\x37zXZ\0"sv, "xz"},
 };
-constexpr size_t LONGEST_BEGINNING = 6;
-constexpr int PIPE_SIZE = 1 << 20;  // fewer changes between the two processes
-constexpr size_t BLOCK = 1 << 16;
+constexpr size_t MAX_BEGINNING_BYTES = 6;
+constexpr int PIPE_BYTES = 1 << 20;  // fewer changes between the two processes
+constexpr size_t BLOCK_BYTES = 1 << 16;
 
 [[noreturn]] void fail(int error, std::string_view what = "") {
   throw InputError(error_text(error, {what}));
@@ -75,9 +75,9 @@ pid_t feed(const std::string& ahead, int from, const PipeEnds& fed) {
   if (child != 0) return child;
   close(fed.out.get());  // or it would wait for ever when nobody else reads
   const int to = fed.in.get();
-  char block[BLOCK];
+  char block[BLOCK_BYTES];
   bool is_written = write_all(to, ahead.data(), ahead.size());
-  for (ssize_t n = 0; is_written && (n = ::read(from, block, BLOCK)) > 0;) {
+  for (ssize_t n = 0; is_written && (n = ::read(from, block, BLOCK_BYTES)) > 0;) {
     is_written = write_all(to, block, static_cast<size_t>(n));
   }
   _exit(0);
@@ -86,9 +86,9 @@ pid_t feed(const std::string& ahead, int from, const PipeEnds& fed) {
 }  // namespace
 
 Input::Input(const std::string& path) : _descriptor(open_input(path)) {
-  while (_ahead.size() < LONGEST_BEGINNING) {
-    char bytes[LONGEST_BEGINNING];
-    const size_t n = read_some(_descriptor.get(), bytes, LONGEST_BEGINNING - _ahead.size());
+  while (_ahead.size() < MAX_BEGINNING_BYTES) {
+    char bytes[MAX_BEGINNING_BYTES];
+    const size_t n = read_some(_descriptor.get(), bytes, MAX_BEGINNING_BYTES - _ahead.size());
     if (n == 0) break;
     _ahead.append(bytes, n);
   }
@@ -108,7 +108,7 @@ void Input::decompress(const char* program) {
   _ahead.clear();
 
   PipeEnds plain;
-  fcntl(plain.out.get(), F_SETPIPE_SZ, PIPE_SIZE);  // when refused it is slower, and just as right
+  fcntl(plain.out.get(), F_SETPIPE_SZ, PIPE_BYTES);  // when refused it is slower, and just as right
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, _descriptor.get(), STDIN_FILENO);
@@ -145,9 +145,9 @@ Comparison compare_contents(const std::string& first, const std::string& second,
   for (;;) {
     for (size_t i = 0; i < 2; ++i) {
       if (!blocks[i].empty()) continue;
-      blocks[i].resize(BLOCK);
+      blocks[i].resize(BLOCK_BYTES);
       try {
-        blocks[i].resize(inputs[i].read(blocks[i].data(), BLOCK));
+        blocks[i].resize(inputs[i].read(blocks[i].data(), BLOCK_BYTES));
       } catch (const InputError&) {
         if (when_cut == WhenCut::THROW) throw;
         blocks[i].clear();

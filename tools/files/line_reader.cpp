@@ -6,19 +6,19 @@ namespace sonic {
 
 namespace {
 
-constexpr size_t BUFFER = 256 << 10;  // the daemon's longest line has about 1200 bytes
+constexpr size_t MAX_LINE_BYTES = 256 << 10;  // the daemon's longest line has about 1200 bytes
 
 }  // namespace
 
-LineReader::LineReader(Input& input) : _input(input), _buffer(BUFFER) {}
+LineReader::LineReader(Input& input) : _input(input), _buffer(MAX_LINE_BYTES) {}
 
 /// False at the end of the input, or when the buffer is full.
 bool LineReader::read_more() {
   std::memmove(_buffer.data(), _buffer.data() + _begin, _end - _begin);
   _end -= _begin;
   _begin = 0;
-  if (_end == BUFFER) return false;
-  const size_t n = _input.read(_buffer.data() + _end, BUFFER - _end);
+  if (_end == MAX_LINE_BYTES) return false;
+  const size_t n = _input.read(_buffer.data() + _end, MAX_LINE_BYTES - _end);
   _end += n;
   return n != 0;
 }
@@ -40,7 +40,7 @@ std::optional<std::string_view> LineReader::next() {
       _begin = _end;  // the last line, or one that is too long
     }
     const bool is_rest = _is_inside_long_line;
-    _is_inside_long_line = feed == nullptr && _end == BUFFER;
+    _is_inside_long_line = feed == nullptr && _end == MAX_LINE_BYTES;
     if (!is_rest) return std::string_view(feed != nullptr ? from : _buffer.data(), length);
     searched = 0;
   }

@@ -11,8 +11,8 @@ namespace sonic {
 namespace {
 
 constexpr uint64_t GAP_INTERVALS = 5;
-constexpr uint64_t FALLBACK_RATE = 1;  // to tell a gap in a file that lacks its rate
-constexpr uint64_t FASTEST = 1000;     // what claims more is no rate
+constexpr uint64_t FALLBACK_RATE_HZ = 1;  // to tell a gap in a file that lacks its rate
+constexpr uint64_t MAX_RATE_HZ = 1000;    // what claims more is no rate
 
 std::string_view rest(std::string_view line, std::string_view tag) {
   return line.substr(tag.size() + 1);
@@ -21,10 +21,10 @@ std::string_view rest(std::string_view line, std::string_view tag) {
 uint64_t rate_of(std::string_view text) {
   uint64_t rate = 0;
   for (const char c : text) {
-    if (c < '0' || c > '9' || rate > FASTEST) return 0;
+    if (c < '0' || c > '9' || rate > MAX_RATE_HZ) return 0;
     rate = rate * 10 + static_cast<uint64_t>(c - '0');
   }
-  return rate > FASTEST ? 0 : rate;
+  return rate > MAX_RATE_HZ ? 0 : rate;
 }
 
 }  // namespace
@@ -86,7 +86,7 @@ void Scan::take_other(Event kind, uint64_t& count, uint64_t length) {
 
 /// What the time says between the record before and this one.
 void Scan::step_to(uint64_t time) {
-  const uint64_t rate = _file.rate != 0 ? _file.rate : FALLBACK_RATE;
+  const uint64_t rate = _file.rate != 0 ? _file.rate : FALLBACK_RATE_HZ;
   const bool is_first = _file.records == 0;
   if (is_first) {
     _file.expected = 1;

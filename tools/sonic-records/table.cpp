@@ -10,7 +10,7 @@ namespace sonic::records {
 
 namespace {
 
-constexpr size_t BUFFER = 64 << 10;
+constexpr size_t BUFFER_BYTES = 64 << 10;
 
 /// Bytes of a file's name or of an instrument's own text that would end a cell.
 std::string cleaned(std::string text) {
@@ -23,7 +23,7 @@ std::string cleaned(std::string text) {
 
 }  // namespace
 
-OutputBuffer::OutputBuffer() { _buffer.reserve(BUFFER); }
+OutputBuffer::OutputBuffer() { _buffer.reserve(BUFFER_BYTES); }
 
 void OutputBuffer::flush() {
   const char* bytes = _buffer.data();

@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr auto QUIET = std::chrono::hours(1);
+constexpr auto MIN_QUIET = std::chrono::hours(1);
 
 [[noreturn]] void fail(int error, const fs::path& path, const char* what) {
   throw_error(error, {path.native(), ": ", what, ": "});
@@ -124,7 +124,7 @@ std::vector<fs::path> finished_files(const fs::path& folder) {
     for (const auto& [start, path] : starts) {
       std::error_code error;  // somebody may have taken it away meanwhile
       const auto written = fs::last_write_time(path, error);
-      if (!error && now - written > QUIET && is_data_file(path)) finished.push_back(path);
+      if (!error && now - written > MIN_QUIET && is_data_file(path)) finished.push_back(path);
     }
   }
   std::sort(finished.begin(), finished.end());
