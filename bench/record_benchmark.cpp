@@ -57,7 +57,7 @@ void extraction(benchmark::State& state) {
 }
 BENCHMARK(extraction);
 
-/// Stands in for the extraction: the records are ready, with what the loop uses of them.
+// Stands in for the extraction: the records are ready, with what the loop uses of them.
 parsed_data next_ready(const std::string& /*line*/, const data_record_parser_t& /*parser*/,
                        bool /*verbose*/) {
   static const std::vector<parsed_data> ready = [] {

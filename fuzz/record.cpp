@@ -8,9 +8,9 @@
 #include "properties.h"
 #include "records/text.h"
 
-/// Numbers are published as the instrument wrote them. One of u to ts beyond the range of a double
-/// is refused here. One that begins with a zero and a further digit is no JSON; this reader takes
-/// it, with its value, a strict one refuses it. Every other record is JSON to any reader.
+// Numbers are published as the instrument wrote them. One of u to ts beyond the range of a double
+// is refused here. One that begins with a zero and a further digit is no JSON; this reader takes
+// it, with its value, a strict one refuses it. Every other record is JSON to any reader.
 static void take(std::string line) {
   Printed printed;
   parsed_data record;

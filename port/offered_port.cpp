@@ -86,8 +86,8 @@ bool OfferedPort::has_more() const {
   return _terminal.wait(true, false, milliseconds::zero()).readable;
 }
 
-/// A report comes ahead of all that can be read, and does not say what was written before it. That
-/// must be asked first: the report is forgotten when it is read.
+// A report comes ahead of all that can be read, and does not say what was written before it. That
+// must be asked first: the report is forgotten when it is read.
 void OfferedPort::take_packet(std::vector<Request>& requests) {
   const bool written_first = was_written_first();
   const std::string packet = _terminal.read();
@@ -120,8 +120,8 @@ void OfferedPort::take_speed(std::vector<Request>& requests) {
   requests.push_back({Request::What::SPEED, "", speed});
 }
 
-/// A user that changes its settings in this very moment would lose that change: the kernel can only
-/// set all of them at once.
+// A user that changes its settings in this very moment would lose that change: the kernel can only
+// set all of them at once.
 void OfferedPort::ask_for_reports() {
   termios settings;
   if (tcgetattr(_terminal.fd(), &settings) == -1) throw_error(errno, {path(), ": "});
@@ -130,14 +130,14 @@ void OfferedPort::ask_for_reports() {
   _reports = true;
 }
 
-/// The pseudo-terminal would keep it for the next user.
+// The pseudo-terminal would keep it for the next user.
 void OfferedPort::forget_unread() const {
   const Descriptor user(open(path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   if (!user.is_open()) throw_error(errno, {path(), ": "});
   tcflush(user.get(), TCIFLUSH);
 }
 
-/// Since the last call of forget_writes.
+// Since the last call of forget_writes.
 bool OfferedPort::was_written_first() const {
   epoll_event first{};
   return epoll_wait(_order.get(), &first, 1, 0) == 1 && first.data.fd == _events.get();

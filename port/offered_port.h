@@ -14,7 +14,7 @@ namespace sonic::port {
 
 /// What the offered port's user wants, in the order in which it was done.
 struct Request {
-  enum class What { KEYS, SPEED, FLUSH };  // FLUSH: what was received shall be forgotten
+  enum class What { KEYS, SPEED, FLUSH };  ///< FLUSH: what was received shall be forgotten
   What what;
   std::string keys;
   speed_t speed;

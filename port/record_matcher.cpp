@@ -61,8 +61,8 @@ RecordMatcher::Place RecordMatcher::next(char c) {
   return Place::NOWHERE;
 }
 
-/// Numbers may touch. In "1.52.5" the 2 was the next number's already, in "1.5.5" none can have
-/// been.
+// Numbers may touch. In "1.52.5" the 2 was the next number's already, in "1.5.5" none can have
+// been.
 RecordMatcher::Place RecordMatcher::behind_fraction(char c) {
   if (_points == NUMBERS) return c == ' ' ? Place::BEFORE_DIAGNOSTIC : Place::NOWHERE;
   if (c == '.' && _place == Place::LONG_FRACTION) return point();

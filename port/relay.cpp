@@ -72,8 +72,8 @@ void Relay::run(int stop) {
   }
 }
 
-/// Until the hold is over, the port's settings are to be looked at again, or a change of speed is
-/// due.
+// Until the hold is over, the port's settings are to be looked at again, or a change of speed is
+// due.
 int Relay::patience() const {
   if (_keys.empty() && !_requests.empty()) return static_cast<int>(UNTIL_SENT.count());
   if (!_stamper.is_holding()) return _port.patience();
@@ -91,13 +91,13 @@ void Relay::take_from_instrument() {
   if (_port.in_use()) _queue.push(passed);
 }
 
-/// A line that is under way gets no stamp when its beginning is lost.
+// A line that is under way gets no stamp when its beginning is lost.
 void Relay::forget_input() {
   _stamper.release();
   _queue.clear();
 }
 
-/// Bytes that are there already have not been late.
+// Bytes that are there already have not been late.
 void Relay::release_overdue() {
   if (!_stamper.is_holding() || Clock::now() < _last_arrival + MAX_HOLD) return;
   take_from_instrument();
@@ -117,7 +117,7 @@ void Relay::hand_over() {
   }
 }
 
-/// Of a user that has gone, everything: nothing will wake this program up for the rest.
+// Of a user that has gone, everything: nothing will wake this program up for the rest.
 void Relay::take_requests() {
   do {
     for (const Request& request : _port.requests()) {
@@ -130,8 +130,8 @@ void Relay::take_requests() {
   } while (!_port.in_use() && _port.has_more());
 }
 
-/// Does not wait until the keys before a change of speed have left, which takes seconds at 4800
-/// baud: the instrument's bytes, and a signal to stop, would have to wait as well.
+// Does not wait until the keys before a change of speed have left, which takes seconds at 4800
+// baud: the instrument's bytes, and a signal to stop, would have to wait as well.
 void Relay::serve_requests() {
   while (!_requests.empty() && _keys.empty()) {
     if (_requests.front().what == Request::What::SPEED && !_device.has_sent()) return;

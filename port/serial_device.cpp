@@ -29,7 +29,7 @@ bool all_sent(int fd) {
   return ioctl(fd, TIOCOUTQ, &waiting) == -1 || waiting == 0;
 }
 
-/// The exclusive use keeps other users out, the lock other programs of root's.
+// The exclusive use keeps other users out, the lock other programs of root's.
 Descriptor open_device(const std::string& path) {
   Descriptor device(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   if (!device.is_open()) throw_error(errno, {path, " cannot be opened: "});
@@ -46,7 +46,7 @@ SerialDevice::FoundSettings::FoundSettings(int device, const std::string& path) 
   if (tcgetattr(fd, &line) == -1) throw_error(errno, {path, " is no serial port: "});
 }
 
-/// What has not left in time never will, and the line could not be closed for half a minute.
+// What has not left in time never will, and the line could not be closed for half a minute.
 SerialDevice::FoundSettings::~FoundSettings() {
   const auto end = std::chrono::steady_clock::now() + MAX_DRAIN;
   while (!all_sent(fd) && std::chrono::steady_clock::now() < end) {
@@ -78,7 +78,7 @@ void SerialDevice::set_raw(speed_t speed) {
   tcflush(fd(), TCIFLUSH);  // came at another speed, perhaps
 }
 
-/// Without it some drivers let bytes wait for many milliseconds before they hand them over.
+// Without it some drivers let bytes wait for many milliseconds before they hand them over.
 void SerialDevice::set_low_latency(void (*log)(const std::string&)) {
   serial_struct serial{};
   const auto is_set = [&] {
@@ -94,7 +94,7 @@ void SerialDevice::set_low_latency(void (*log)(const std::string&)) {
   }
 }
 
-/// A driver may pass over a speed that it cannot make, and report success.
+// A driver may pass over a speed that it cannot make, and report success.
 bool SerialDevice::apply(const termios& wanted) const {
   termios in_force{};
   if (tcsetattr(fd(), TCSANOW, &wanted) == -1 || tcgetattr(fd(), &in_force) == -1) return false;
@@ -103,7 +103,7 @@ bool SerialDevice::apply(const termios& wanted) const {
   return false;
 }
 
-/// TIOCOUTQ counts the kernel's buffer only, not the FIFO of the adapter or UART.
+// TIOCOUTQ counts the kernel's buffer only, not the FIFO of the adapter or UART.
 bool SerialDevice::has_sent() const { return all_sent(fd()); }
 
 bool SerialDevice::set_speed(speed_t speed) {

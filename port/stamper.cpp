@@ -9,7 +9,7 @@ namespace sonic::port {
 
 namespace {
 
-/// With a stamp, what the daemon lets wait for a line's end; it takes no longer record.
+// With a stamp, what the daemon lets wait for a line's end; it takes no longer record.
 constexpr size_t MAX_HELD_BYTES = 970;
 
 }  // namespace

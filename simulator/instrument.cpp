@@ -132,7 +132,7 @@ std::string Instrument::operate_key(char c) {
   return show(page_text());
 }
 
-/// A key that the page does not know shows the page again.
+// A key that the page does not know shows the page again.
 std::string Instrument::menu_key(char key) {
   if (key == EXIT_KEY) {
     leave_page();
@@ -160,8 +160,8 @@ std::string Instrument::menu_key(char key) {
   return show(page_text());
 }
 
-/// Either line end enters what was typed, nothing typed keeps the value, and the exit key leaves
-/// without a change, so that nobody who lost the thread is caught here.
+// Either line end enters what was typed, nothing typed keeps the value, and the exit key leaves
+// without a change, so that nobody who lost the thread is caught here.
 std::string Instrument::prompt_key(char key) {
   if (!ends_line(key) && key != EXIT_KEY) {
     if (_typed.size() < MAX_INPUT_CHARS) _typed += key;
@@ -200,7 +200,7 @@ bool Instrument::prompting() const {
   return _page == Page::AVERAGING_PROMPT || _page == Page::FORMAT_PROMPT;
 }
 
-/// Up to the next page break; any key then shows the rest.
+// Up to the next page break; any key then shows the rest.
 std::string Instrument::show(std::string text) {
   _rest.clear();
   const size_t end = text.find(PAGE_BREAK);
@@ -243,7 +243,7 @@ std::string Instrument::setting_page(const std::string& heading, const std::stri
   return heading + (_paging ? std::string(1, PAGE_BREAK) : "") + entries + SUB_MENU_EXIT;
 }
 
-/// The version stands last because readers take what follows the word up to the end of the text.
+// The version stands last because readers take what follows the word up to the end of the text.
 std::string Instrument::short_configuration() const {
   return IDENTITY + baud_heading(_chosen_baud) + rate_heading(_settings) +
          averaging_heading(_settings) + "\r" + PAGE_BREAK + errors_heading(_settings) +

@@ -40,7 +40,7 @@ uint64_t number(const std::string& text, uint64_t least, uint64_t most) {
   return value;
 }
 
-/// "1700000000.25" without the rounding of a floating-point number.
+// "1700000000.25" without the rounding of a floating-point number.
 uint64_t nanoseconds(const std::string& text) {
   const size_t point = text.find('.');
   const uint64_t seconds = number(text.substr(0, point), 0, MAX_SECONDS);
@@ -67,7 +67,7 @@ double speed(const std::string& text) {
   return value;
 }
 
-/// "record:amount".
+// "record:amount".
 Incident incident(const std::string& text, uint64_t (*amount)(const std::string&)) {
   const size_t colon = text.find(':');
   if (colon == std::string::npos) reject(text, "of the form K:AMOUNT");
@@ -85,7 +85,7 @@ void set_noise(const std::string& text, Faults& faults) {
   if (colon != std::string::npos) faults.noise_bytes = byte_count(text.substr(colon + 1));
 }
 
-/// The value that goes with the name.
+// The value that goes with the name.
 template <typename Value>
 Value named(const std::string& text, const std::map<std::string, Value>& values) {
   const auto found = values.find(text);

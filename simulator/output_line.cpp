@@ -25,8 +25,8 @@ std::string check(const std::string& line) {
   return text;
 }
 
-/// The custom format names the fields in the order in which they are sent; letters that name
-/// nothing are passed over.
+// The custom format names the fields in the order in which they are sent; letters that name
+// nothing are passed over.
 std::string custom_line(const std::string& fields, const Sample& sample) {
   std::string line;
   for (const char field : fields) {

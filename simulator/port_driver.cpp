@@ -55,7 +55,7 @@ Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
   return delivery;
 }
 
-/// Any bytes but the delimiter, so that exactly one record is spoiled.
+// Any bytes but the delimiter, so that exactly one record is spoiled.
 std::string PortDriver::noise(uint64_t bytes) {
   std::string text;
   while (text.size() < bytes) {

@@ -10,7 +10,7 @@ namespace sonic::simulator {
 /// Something that happens once, at or after record `record` (the first is 1).
 struct Incident {
   uint64_t record;
-  uint64_t amount;  // in nanoseconds or bytes
+  uint64_t amount;  ///< in nanoseconds or bytes
 };
 
 /// Faults of a run. A period of n spoils every n-th record; 0: never.
@@ -20,12 +20,12 @@ struct Faults {
   uint64_t malformed_period = 0;
   uint64_t noise_period = 0;
   uint64_t noise_bytes = 8;
-  std::vector<Incident> junk;          // bytes without delimiter, after the record
-  std::vector<Incident> pauses;        // nanoseconds, after the record
-  std::vector<Incident> steps_back;    // nanoseconds, at the record
-  std::vector<Incident> power_cycles;  // nanoseconds without power, after the record
-  uint64_t hang_up_after = 0;          // records; 0: never
-  uint64_t silent_after = 0;           // records; 0: never
+  std::vector<Incident> junk;          ///< bytes without delimiter, after the record
+  std::vector<Incident> pauses;        ///< nanoseconds, after the record
+  std::vector<Incident> steps_back;    ///< nanoseconds, at the record
+  std::vector<Incident> power_cycles;  ///< nanoseconds without power, after the record
+  uint64_t hang_up_after = 0;          ///< records; 0: never
+  uint64_t silent_after = 0;           ///< records; 0: never
 };
 
 /// What follows a record once all bytes before it have been taken.
@@ -34,7 +34,7 @@ enum class Event { NONE, PAUSE, POWER_CYCLE, HANG_UP, SILENCE };
 struct Delivery {
   std::string bytes;
   Event event = Event::NONE;
-  uint64_t nanoseconds = 0;  // of a pause or without power
+  uint64_t nanoseconds = 0;  ///< of a pause or without power
 };
 
 /// Frames the records of one run and spoils those that the faults name.

@@ -11,11 +11,11 @@ enum class OutputFormat : unsigned int { CUSTOM = 1, NMEA = 3 };
 /// What the instrument remembers, also without power.
 struct Settings {
   unsigned int baud = 38400;
-  unsigned int rate = 10;      // Hz
-  unsigned int averaging = 0;  // samples to a record; 0 and 1: every sample is a record
+  unsigned int rate = 10;      ///< Hz
+  unsigned int averaging = 0;  ///< samples to a record; 0 and 1: every sample is a record
   ErrorHandling error_handling = ErrorHandling::INCLUDE;
   OutputFormat format = OutputFormat::CUSTOM;
-  std::string fields = "5ABCDE";  // of the custom format
+  std::string fields = "5ABCDE";  ///< of the custom format
 };
 
 bool is_baud_rate(unsigned int baud);

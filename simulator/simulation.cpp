@@ -60,8 +60,8 @@ void Simulation::closed() {
   begin(false);
 }
 
-/// A run begins after the settling time, in which a reader ends its set-up; nothing of the run is
-/// lost to it then.
+// A run begins after the settling time, in which a reader ends its set-up; nothing of the run is
+// lost to it then.
 void Simulation::begin(bool run) {
   if (!_powered || _instrument.operating()) _instrument.power_up();
   _powered = true;
@@ -136,7 +136,7 @@ void Simulation::take_keys() {
   }
 }
 
-/// At another speed than the instrument's, the reader sees as many bytes, but others.
+// At another speed than the instrument's, the reader sees as many bytes, but others.
 void Simulation::send() {
   std::string bytes = _pending;
   if (_terminal.speed() != _instrument.settings().baud) {

@@ -7,12 +7,12 @@ namespace sonic::simulator {
 
 /// What the instrument measures in one instant.
 struct Sample {
-  double u = 0;                 // m/s
-  double v = 0;                 // m/s
-  double w = 0;                 // m/s
-  double speed_of_sound = 0;    // m/s
-  double temperature = 0;       // sonic temperature, degrees Celsius
-  unsigned int diagnostic = 0;  // 0: the sample is good
+  double u = 0;                 ///< m/s
+  double v = 0;                 ///< m/s
+  double w = 0;                 ///< m/s
+  double speed_of_sound = 0;    ///< m/s
+  double temperature = 0;       ///< sonic temperature, degrees Celsius
+  unsigned int diagnostic = 0;  ///< 0: the sample is good
 };
 
 /// A steady wind with turbulence. The same seed gives the same samples with every compiler.

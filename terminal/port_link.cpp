@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* PSEUDO_TERMINALS = "/dev/pts/";
 
-/// Empty: no symbolic link.
+// Empty: no symbolic link.
 std::string target_of(const std::string& link) {
   char target[PATH_MAX];
   const ssize_t length = readlink(link.c_str(), target, sizeof target);

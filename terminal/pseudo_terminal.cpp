@@ -29,7 +29,7 @@ Descriptor open_master(std::string& path) {
   return master;
 }
 
-/// The kernel reports a hang-up only after the other end has been open once.
+// The kernel reports a hang-up only after the other end has been open once.
 bool open_and_close(const std::string& path) {
   return Descriptor(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)).is_open();
 }

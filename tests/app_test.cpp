@@ -13,7 +13,7 @@ namespace sonic {
 
 namespace {
 
-/// Shows the settings: those given, what follows from the port, the instrument's defaults.
+// Shows the settings: those given, what follows from the port, the instrument's defaults.
 void sonicd(Serial&, const std::string& command, bool) {
   std::istringstream words("sonicd " + command);
   std::vector<std::string> texts;

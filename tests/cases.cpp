@@ -39,7 +39,7 @@ const std::map<std::string, std::string> EVENTS = {{"interrupt", INTERRUPT},
                                                    {"full", FULL},
                                                    {"failure", FAILURE}};
 
-/// Names that are others each time, from a start to an end.
+// Names that are others each time, from a start to an end.
 const std::pair<std::string, std::string> NAMES[] = {{"/dev/pts/", " "},
                                                      {"MQTTPublisher: this=", "\n"}};
 
@@ -51,7 +51,7 @@ void replace_all(std::string& text, const std::string& old, const std::string& b
   }
 }
 
-/// The bytes that are meant.
+// The bytes that are meant.
 std::string bytes(std::string text) {
   for (const auto& [escape, byte] : ESCAPES) replace_all(text, escape, byte);
   for (size_t at = 0; (at = text.find("x{", at)) != std::string::npos;) {
@@ -61,12 +61,12 @@ std::string bytes(std::string text) {
   return text;
 }
 
-/// Without the spaces at its end.
+// Without the spaces at its end.
 std::string expected_line(const std::string& line) {
   return line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
 }
 
-/// A transcript as it stands in a file.
+// A transcript as it stands in a file.
 std::string lines(std::string seen) {
   for (const auto& [escape, byte] : ESCAPES) {
     if (byte != "\n") replace_all(seen, byte, escape);
@@ -83,7 +83,7 @@ std::string lines(std::string seen) {
   return text;
 }
 
-/// What stands between the next quotes, else the rest of the line.
+// What stands between the next quotes, else the rest of the line.
 std::string next_text(std::istream& line) {
   std::string text;
   if ((line >> std::ws).peek() == '"') {
@@ -132,8 +132,8 @@ void read_line(const std::string& text, const Calls& calls, Case& c) {
   }
 }
 
-/// What comes back for a key. `keys` are those before it. The simulated instrument shows data as
-/// soon as it has left its menu.
+// What comes back for a key. `keys` are those before it. The simulated instrument shows data as
+// soon as it has left its menu.
 std::string answer(Case& c, std::string& keys, char key) {
   if (c.instrument) {
     const bool was_operating = c.instrument->operating();

@@ -38,7 +38,7 @@ std::string version(Serial& port, bool verbose) {
   return young_81000_get_firmware_version(young_81000_get_info(port, verbose));
 }
 
-/// At these rates, else at all.
+// At these rates, else at all.
 void detect(Serial& port, const std::string& rates, bool verbose) {
   std::istringstream words(rates);
   const std::vector<unsigned int> given(std::istream_iterator<unsigned int>(words), {});

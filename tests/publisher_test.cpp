@@ -20,7 +20,7 @@ void close() {
   publisher.reset();
 }
 
-/// With the words "fast" and "console", or with neither. It is seen when traced.
+// With the words "fast" and "console", or with neither. It is seen when traced.
 void open(Serial&, const std::string& words, bool verbose) {
   close();
   std::optional<Printed> elsewhere;
@@ -29,7 +29,7 @@ void open(Serial&, const std::string& words, bool verbose) {
   publisher.emplace("id", "record", "fast", "", "status", "gone", has("fast"), has("console"));
 }
 
-/// A record of a second, as in "7 1\t2".
+// A record of a second, as in "7 1\t2".
 void publish(const std::string& record) {
   const size_t space = record.find(' ');
   publisher->publish(std::stoull(record.substr(0, space)), record.substr(space + 1));
@@ -42,7 +42,7 @@ void notify(const std::string& text) {
   if (!notifier.notified()) std::cout << "notified is forgotten" << std::endl;
 }
 
-/// What the library's call returns the next time, as in "publish 4".
+// What the library's call returns the next time, as in "publish 4".
 void result(const std::string& text) {
   std::istringstream words(text);
   std::string call;

@@ -29,7 +29,7 @@ HomeTest::~HomeTest() {
 
 namespace {
 
-/// Prints a call and returns its result.
+// Prints a call and returns its result.
 template <typename... Arguments>
 int call(const std::string& name, const Arguments&... arguments) {
   std::cout << name;

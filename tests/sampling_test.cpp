@@ -15,7 +15,7 @@ namespace sonic {
 
 namespace {
 
-/// The identity of the instrument is a letter each.
+// The identity of the instrument is a letter each.
 void sample(Serial& port, const std::string& iterations, bool verbose) {
   const config_map_t settings = {{"console_only", "0"},
                                  {"verbose", verbose ? "1" : "0"},
@@ -38,7 +38,7 @@ void sample(Serial& port, const std::string& iterations, bool verbose) {
   if (outcome != "nothing thrown") throw std::runtime_error(outcome);
 }
 
-/// For ever.
+// For ever.
 void sample_on(Serial& port) { sample(port, "0", false); }
 
 std::set<std::filesystem::path> files_in(const std::string& folder) {

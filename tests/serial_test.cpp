@@ -16,7 +16,7 @@ namespace sonic {
 
 namespace {
 
-/// As the system's own tool sees it.
+// As the system's own tool sees it.
 bool has_speed(const std::string& path, unsigned int rate) {
   return system(("test $(stty -F " + path + " speed) = " + std::to_string(rate)).c_str()) == 0;
 }

@@ -10,8 +10,8 @@
 namespace sonic::port {
 namespace {
 
-/// PIECE|PIECE...: shows what goes on when each has arrived, a nanosecond after the one before. An
-/// empty one is a pause.
+// PIECE|PIECE...: shows what goes on when each has arrived, a nanosecond after the one before. An
+// empty one is a pause.
 void send(Serial&, const std::string& pieces, bool) {
   Stamper stamper;
   uint64_t now = 1700002800 * NANOSECONDS_PER_SECOND;
@@ -20,8 +20,8 @@ void send(Serial&, const std::string& pieces, bool) {
   }
 }
 
-/// PIECE|PIECE...: shows what waits in the end, and how many lines were left out. At an empty one
-/// the user takes five bytes.
+// PIECE|PIECE...: shows what waits in the end, and how many lines were left out. At an empty one
+// the user takes five bytes.
 void queue(Serial&, const std::string& pieces, bool) {
   LineQueue queue;
   for (const std::string& piece : split(pieces, '|')) {

@@ -35,7 +35,7 @@ struct VirtualPort {
 
   bool readable() const { return hung_up || failing || !arrived.empty(); }
 
-  /// True when an interruption ends it early, as input does when that is waited for.
+  // True when an interruption ends it early, as input does when that is waited for.
   bool pass_time(int length, bool for_input) {
     const int start = now;
     while (happened < script.size() && script[happened].first <= start + length) {
@@ -77,7 +77,7 @@ std::string key_name(char key) {
   return std::string(1, key);
 }
 
-/// Ends a program that waits for what never comes.
+// Ends a program that waits for what never comes.
 void limit_time() {
   if (++current->calls > MAX_CALLS || current->now > FOR_EVER) {
     throw std::runtime_error("it goes on for ever");

@@ -26,7 +26,7 @@ constexpr bool FORCE = true;
 
 constexpr char COLUMN_SEPARATOR = '\t';
 
-/// Text of an error code; empty for one that has none here.
+// Text of an error code; empty for one that has none here.
 std::string error_text(int code) {
   switch (code) {
     case MOSQ_ERR_NOMEM:

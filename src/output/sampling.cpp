@@ -48,7 +48,7 @@ class SamplingLoop {
  private:
   bool is_done() const { return _iterations != 0 && _records >= _iterations; }
 
-  /// One wait and what it brought.
+  // One wait and what it brought.
   void pass() {
     const int ready = interactive_wait_for_input(_port, WAIT_SECONDS);
     throw_if_terminated(INTERRUPTED);
@@ -73,7 +73,7 @@ class SamplingLoop {
     set_connected(false);
   }
 
-  /// Reports changes only.
+  // Reports changes only.
   void set_connected(bool connected) {
     if (connected == _connected) return;
     _notifier.notify(connected ? "Connected" : "Disconnected");
@@ -87,7 +87,7 @@ class SamplingLoop {
     _buffer.clear();
   }
 
-  /// Takes the complete lines out of the buffer, but none after the last record asked for.
+  // Takes the complete lines out of the buffer, but none after the last record asked for.
   void take_records() {
     size_t start = 0;
     while (!is_done()) {

@@ -46,7 +46,7 @@ unsigned int xor_of(const std::string& text) {
   return xor_checksum(text.data(), static_cast<unsigned int>(text.size()));
 }
 
-/// Writes both check bytes as two hexadecimal digits, each after its label.
+// Writes both check bytes as two hexadecimal digits, each after its label.
 void print_check(const char* got, unsigned int received, const char* expected,
                  unsigned int computed) {
   std::cout << std::hex << std::setfill('0') << got << std::setw(2) << received << expected

@@ -16,11 +16,11 @@ namespace sonic {
 
 namespace {
 
-/// Bit number of a modem line.
+// Bit number of a modem line.
 constexpr int RTS_SHIFT = 2;
 constexpr int CTS_SHIFT = 5;
 
-/// Of the last system call: nothing was there, or a signal came.
+// Of the last system call: nothing was there, or a signal came.
 bool is_harmless_failure() { return errno == EAGAIN || errno == EINTR; }
 
 }  // namespace

@@ -10,7 +10,7 @@ namespace sonic {
 
 struct LineSpeed {
   unsigned int baud;
-  speed_t code;  // of the terminal interface
+  speed_t code;  ///< of the terminal interface
 };
 
 /// All that a serial line can be set to.

@@ -31,7 +31,7 @@ constexpr const char* NEWLINE = "\n";
 constexpr unsigned int NEWLINE_SECONDS = 1;
 constexpr int EXIT_KEY_ROUNDS = 2;
 
-/// False when the line stayed quiet. Unlike the dialogue's wait, any failure ends detection.
+// False when the line stayed quiet. Unlike the dialogue's wait, any failure ends detection.
 bool has_input(int fd) {
   const int ready = wait_for_input(fd, QUIET_SECONDS);
   const int error = errno;
@@ -40,7 +40,7 @@ bool has_input(int fd) {
   return ready > 0;
 }
 
-/// Whether the instrument is understood at the rate that the port has.
+// Whether the instrument is understood at the rate that the port has.
 bool talks(Notifier& notifier, Serial& port, extractor_t extractor, const re& matches,
            bool verbose) {
   const auto heard = [&](const char* trace) {

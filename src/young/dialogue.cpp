@@ -31,9 +31,9 @@ void trace_dump(const char* function, const std::string& text) {
   std::cout << std::endl;
 }
 
-/// What of `buffer` may still be the start of the delimiter: the part from the first occurrence of
-/// its first character on, if all that follows agrees; else nothing. Only that one place is looked
-/// at.
+// What of `buffer` may still be the start of the delimiter: the part from the first occurrence of
+// its first character on, if all that follows agrees; else nothing. Only that one place is looked
+// at.
 std::string possible_start(const std::string& buffer, const std::string& delimiter, bool verbose) {
   const size_t start = buffer.find(delimiter[0]);
   if (start == std::string::npos) return "";

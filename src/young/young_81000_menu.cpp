@@ -74,7 +74,7 @@ void _young_interactive_move_to_top(Serial& port, std::string text, bool verbose
   }
 }
 
-/// What the instrument answers at once to a key.
+// What the instrument answers at once to a key.
 std::string wake(Serial& port, bool verbose) {
   port.flush_input();
   interactive_slow_write(port, WAKE_KEY);

@@ -61,7 +61,7 @@ constexpr const char* NO_OUTPUT_FORMAT_MENU = "Count not enter OUTPUT FORMAT men
 constexpr const char* NO_OUTPUT_RATE = "Cannot get output rate";
 constexpr const char* NO_AVERAGING = "Cannot get averaging";
 
-/// Field selection for u, v, w, speed of sound, sonic temperature and the diagnostic word.
+// Field selection for u, v, w, speed of sound, sonic temperature and the diagnostic word.
 constexpr const char* CUSTOM_FORMAT = "5ABEC\n";
 
 constexpr unsigned int BAUD_CHANGE_SECONDS = 2;
@@ -77,13 +77,13 @@ void heading(bool verbose, const std::string& text) {
   if (verbose) std::cout << "## " << text << std::endl;
 }
 
-/// Answers a prompt: the text and a carriage return.
+// Answers a prompt: the text and a carriage return.
 std::string answer(Serial& port, const std::string& text, bool verbose) {
   interactive_tx(port, text, verbose);
   return young_81000_receive_page(port, verbose);
 }
 
-/// The page below the set-up menu. Throws `complaint` when the page lacks `shown`.
+// The page below the set-up menu. Throws `complaint` when the page lacks `shown`.
 std::string enter_menu(Serial& port, const char* keys, const char* shown, const char* complaint,
                        bool verbose) {
   std::string page = young_81000_goto_sub_menu(port, keys, verbose);
@@ -91,7 +91,7 @@ std::string enter_menu(Serial& port, const char* keys, const char* shown, const 
   return page;
 }
 
-/// The first sub-match; whether the pattern matched at all.
+// The first sub-match; whether the pattern matched at all.
 bool first_submatch(const regex& pattern, const std::string& text, std::string& value) {
   regex::submatches m;
   if (!pattern.is_match(text, m)) return false;

@@ -17,8 +17,8 @@ struct File {
   uint64_t first;  // record, nanoseconds since 1970
 };
 
-/// A file that has no record, or cannot be read, which is said when it is its turn, has the last of
-/// all times.
+// A file that has no record, or cannot be read, which is said when it is its turn, has the last of
+// all times.
 uint64_t first_record(const std::string& path) try {
   Input input(path);
   LineReader lines(input);
@@ -33,7 +33,7 @@ uint64_t first_record(const std::string& path) try {
   return UINT64_MAX;
 }
 
-/// Whether one of two files with the same first record holds the other; if so, that one is left.
+// Whether one of two files with the same first record holds the other; if so, that one is left.
 bool leave_longer(std::string& path, const std::string& other) {
   const Comparison compared = compare_contents(path, other, WhenCut::END);
   if (compared == Comparison::DIFFERENT) return false;

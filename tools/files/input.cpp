@@ -68,7 +68,7 @@ bool write_all(int descriptor, const char* bytes, size_t size) {
   return true;
 }
 
-/// Copies `ahead` and then all of `from` to the pipe, in a process of its own.
+// Copies `ahead` and then all of `from` to the pipe, in a process of its own.
 pid_t feed(const std::string& ahead, int from, const PipeEnds& fed) {
   const pid_t child = fork();
   if (child == -1) fail(errno, "fork: ");

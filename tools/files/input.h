@@ -27,9 +27,9 @@ class Input {
   void decompress(const char* program);
 
   Descriptor _descriptor;
-  std::string _ahead;              ///< read to know the kind of content, not yet handed out
-  const char* _program = nullptr;  ///< what decompresses
-  Child _feeder;                   ///< gives a pipe's bytes to it, those read ahead first
+  std::string _ahead;              // read to know the kind of content, not yet handed out
+  const char* _program = nullptr;  // what decompresses
+  Child _feeder;                   // gives a pipe's bytes to it, those read ahead first
   Child _decompressor;
 };
 

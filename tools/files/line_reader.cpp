@@ -12,7 +12,7 @@ constexpr size_t MAX_LINE_BYTES = 256 << 10;  // the daemon's longest line has a
 
 LineReader::LineReader(Input& input) : _input(input), _buffer(MAX_LINE_BYTES) {}
 
-/// False at the end of the input, or when the buffer is full.
+// False at the end of the input, or when the buffer is full.
 bool LineReader::read_more() {
   std::memmove(_buffer.data(), _buffer.data() + _begin, _end - _begin);
   _end -= _begin;

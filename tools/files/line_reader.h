@@ -23,7 +23,7 @@ class LineReader {
 
   Input& _input;
   std::vector<char> _buffer;
-  size_t _begin = 0;  ///< of what is not yet handed out
+  size_t _begin = 0;  // of what is not yet handed out
   size_t _end = 0;
   bool _is_inside_long_line = false;
 };

@@ -38,13 +38,13 @@ Date date_of(int64_t days) {
   return {year, month > 9 ? month - 9 : month + 3, day_of_year - (153 * month + 2) / 5 + 1};
 }
 
-/// "25" is 250000000 nanoseconds, as behind a decimal point.
+// "25" is 250000000 nanoseconds, as behind a decimal point.
 uint64_t fraction(std::string digits) {
   digits.resize(FRACTION_DIGITS, '0');
   return std::stoull(digits);
 }
 
-/// Seconds of an ISO time; nothing for a day or an hour that does not exist.
+// Seconds of an ISO time; nothing for a day or an hour that does not exist.
 std::optional<uint64_t> iso_seconds(const std::smatch& match) {
   const auto number = [&](size_t group) {
     return match[group].matched ? std::stoll(match[group]) : 0LL;

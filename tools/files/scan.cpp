@@ -84,7 +84,7 @@ void Scan::take_other(Event kind, uint64_t& count, uint64_t length) {
   _output.between(kind, _before, length);
 }
 
-/// What the time says between the record before and this one.
+// What the time says between the record before and this one.
 void Scan::step_to(uint64_t time) {
   const uint64_t rate = _file.rate != 0 ? _file.rate : FALLBACK_RATE_HZ;
   const bool is_first = _file.records == 0;

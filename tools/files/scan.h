@@ -29,14 +29,14 @@ enum class Event {
 /// What a file holds, within the time range. Lines have no time of their own: they are where the
 /// record before them is.
 struct Summary {
-  std::string model;            // these two as in the file, the first of each
+  std::string model;            ///< these two as in the file, the first of each
   std::string serial_number;    //
-  uint64_t rate = 0;            // records a second, the last one; 0 when the file does not tell
-  uint64_t first = UINT64_MAX;  // earliest and latest record, nanoseconds since 1970
+  uint64_t rate = 0;            ///< records a second, the last one; 0 when the file does not tell
+  uint64_t first = UINT64_MAX;  ///< earliest and latest record, nanoseconds since 1970
   uint64_t last = 0;
   uint64_t records = 0;
-  uint64_t faults = 0;  // of them, with a diag other than 0
-  double expected = 0;  // records by the rate, between the first record and the last
+  uint64_t faults = 0;  ///< of them, with a diag other than 0
+  double expected = 0;  ///< records by the rate, between the first record and the last
   uint64_t gaps = 0;
   uint64_t gap_nanoseconds = 0;
   uint64_t clock_back = 0;
@@ -44,7 +44,7 @@ struct Summary {
   uint64_t failed = 0;
   uint64_t left_out = 0;
   uint64_t errors = 0;
-  bool has_record = false;  // in or out of the time range
+  bool has_record = false;  ///< in or out of the time range
 };
 
 /// What is made of the files as they are read.
@@ -78,11 +78,11 @@ class Scan {
   const TimeRange _range;
   Output& _output;
   Summary _file;
-  uint64_t _headers = 0;               ///< in this file
-  std::optional<uint64_t> _rate_line;  ///< when the line before was one
-  std::optional<uint64_t> _before;     ///< time of the record before, also in another file
-  std::string _instrument;             ///< serial number of that one
-  bool _is_in_range;                   ///< what follows is, until a record tells
+  uint64_t _headers = 0;               // in this file
+  std::optional<uint64_t> _rate_line;  // when the line before was one
+  std::optional<uint64_t> _before;     // time of the record before, also in another file
+  std::string _instrument;             // serial number of that one
+  bool _is_in_range;                   // what follows is, until a record tells
 };
 
 }  // namespace sonic

@@ -13,7 +13,7 @@ const std::vector<Column> COLUMNS = {
     {"restarts", false}, {"clock_back", false},  {"left_out", false},     {"faults", false},
 };
 
-/// A row a file.
+// A row a file.
 class SummaryTable : public TableOutput {
  public:
   explicit SummaryTable(const Options& options)

@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t BUFFER_BYTES = 64 << 10;
 
-/// Bytes of a file's name or of an instrument's own text that would end a cell.
+// Bytes of a file's name or of an instrument's own text that would end a cell.
 std::string cleaned(std::string text) {
   for (char& c : text) {
     const auto byte = static_cast<unsigned char>(c);

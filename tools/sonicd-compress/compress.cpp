@@ -42,7 +42,7 @@ void sync(const fs::path& path) {
   if (fsync(file.get()) == -1) fail(errno, path, "cannot sync");
 }
 
-/// Runs zstd from `file` to `part`, which must not exist yet.
+// Runs zstd from `file` to `part`, which must not exist yet.
 void run_zstd(const fs::path& file, const fs::path& part, const struct stat& original) {
   const Descriptor out = open_or_fail(part, O_WRONLY | O_CREAT | O_EXCL, original.st_mode);
   posix_spawn_file_actions_t actions;
@@ -63,14 +63,14 @@ void run_zstd(const fs::path& file, const fs::path& part, const struct stat& ori
   futimens(out.get(), times);
 }
 
-/// A copy that cannot be read to its end holds nobody knows what, perhaps only for want of memory.
+// A copy that cannot be read to its end holds nobody knows what, perhaps only for want of memory.
 Comparison compare_copy(const fs::path& file, const fs::path& copy) try {
   return compare_contents(file, copy, WhenCut::THROW);
 } catch (const InputError&) {
   return Comparison::DIFFERENT;
 }
 
-/// Makes a complete and verified `target` that is on the disk before it has its name.
+// Makes a complete and verified `target` that is on the disk before it has its name.
 void make_copy(const fs::path& file, const fs::path& target, const struct stat& original) {
   const fs::path part = file.parent_path() / ("." + file.filename().string() + ".zst.part");
   fs::remove(part);  // of an interrupted run, whose zstd may still write to it
@@ -88,7 +88,7 @@ void make_copy(const fs::path& file, const fs::path& target, const struct stat& 
   }
 }
 
-/// Whether it begins as the daemon's files do: a picture of one may have such a name, too.
+// Whether it begins as the daemon's files do: a picture of one may have such a name, too.
 bool is_data_file(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   const std::string expected = std::string(MODEL_TAG) + "\t";
