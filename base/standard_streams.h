@@ -2,8 +2,8 @@
 
 namespace sonic {
 
-/// Opens /dev/null in the place of each standard stream that is closed. Otherwise the first file
-/// that the program opens becomes a standard stream, and what is printed goes to that file.
+/// Opens /dev/null for each standard stream that is closed. Otherwise the first file that the
+/// program opens becomes a standard stream, and what is printed goes to that file.
 void open_standard_streams();
 
 }  // namespace sonic

@@ -183,7 +183,7 @@ class Subscriber:
 
 
 def listen(arguments, take):
-    """Hands on what a subscriber prints, as it comes."""
+    """Passes on what a subscriber prints, as it comes."""
     process = subprocess.Popen(["mosquitto_sub", "-h", "::1", *arguments], stdout=subprocess.PIPE)
 
     def read():

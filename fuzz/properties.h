@@ -14,8 +14,8 @@ inline std::string xor_of(const std::string& text) {
   return {"0123456789abcdef"[sum >> 4], "0123456789abcdef"[sum & 0xF]};
 }
 
-/// `line` with both check bytes as they should be, found without the program's pattern.
-inline std::string mended(std::string line) {
+/// `line` with both checksums as they should be, found without the program's pattern.
+inline std::string with_checksums(std::string line) {
   const size_t stamp = line.find(',') + 1, data = stamp + 3, last = line.rfind(' ');
   if (stamp == 0 || last == std::string::npos || last < data) return line;
   const size_t end = line.find_last_not_of(' ', last) + 1;

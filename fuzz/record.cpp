@@ -1,4 +1,4 @@
-// One port record, as it came and with mended check bytes, all the way to what is published.
+// One port record, as it came and with the right checksums, all the way to what is published.
 
 #include <json/json.h>
 
@@ -18,7 +18,7 @@ static void take(std::string line) {
   if (!record.valid) return;
   line = line.c_str();  // nothing sees what follows a zero byte
   for (char& c : line) c = static_cast<char>(tolower(c));
-  assert(line == mended(line));
+  assert(line == with_checksums(line));
 
   const auto names = split(young_81000_ops.header->header(""), '\t');
   const auto fields = split(data_line(record), '\t');
@@ -37,6 +37,6 @@ static void take(std::string line) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   take(std::string(data, data + size));
-  take(mended(std::string(data, data + size)));
+  take(with_checksums(std::string(data, data + size)));
   return 0;
 }

@@ -15,7 +15,7 @@ static bool is_record(const std::string& line) {
          young_81000_input_re.is_match(STAMP + line);
 }
 
-// With the rest of a record behind it, it would be one.
+// With the rest of a record after it, it would be one.
 static bool can_become_record(const std::string& held) {
   bool can = held.size() > 900;
   for (size_t i = 0; i <= RECORD.size() && !can; ++i) can = is_record(held + RECORD.substr(i));

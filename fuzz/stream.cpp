@@ -1,6 +1,6 @@
 // A byte stream through the sampling loop. The fuzzer's input: a seed and a limit for the lengths
-// of the pieces in which the stream arrives, a byte whose bits say which lines get mended, the
-// stream.
+// of the pieces in which the stream arrives, a byte whose bits say which lines get the right
+// checksums, the stream.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string stream, pieces;
   for (std::string line; std::getline(received, line, '\r'); stream += line + "\r") {
     std::replace(line.begin(), line.end(), '\xff', '\xfe');
-    if ((data[2] >> line.size() % 8 & 1) != 0) line = mended(line);
+    if ((data[2] >> line.size() % 8 & 1) != 0) line = with_checksums(line);
   }
   std::minstd_rand random(data[0]);
   for (size_t at = 0, n = 0; at < stream.size(); at += n) {

@@ -17,9 +17,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// The kernel tells of changed settings while this flag is among them. A user that sets all of them
+// The kernel reports changed settings while this flag is among them. A user that sets all of them
 // clears it, and often makes the next change at once: the flag is set again when that is over.
-constexpr tcflag_t TELL_CHANGES = EXTPROC;
+constexpr tcflag_t REPORT_CHANGES = EXTPROC;
 constexpr milliseconds SETTINGS_AT_REST(10);
 
 // What was written is announced before it can be read, which takes the kernel some microseconds.
@@ -111,7 +111,7 @@ void OfferedPort::take_packet(std::vector<Request>& requests) {
 void OfferedPort::take_speed(std::vector<Request>& requests) {
   termios settings;
   if (tcgetattr(_terminal.fd(), &settings) == -1) throw_error(errno, {path(), ": "});
-  const bool reports = (settings.c_lflag & TELL_CHANGES) != 0;
+  const bool reports = (settings.c_lflag & REPORT_CHANGES) != 0;
   const speed_t speed = cfgetospeed(&settings);
   if (speed != _speed || reports != _reports) _last_change = Clock::now();
   _reports = reports;
@@ -125,7 +125,7 @@ void OfferedPort::take_speed(std::vector<Request>& requests) {
 void OfferedPort::ask_for_reports() {
   termios settings;
   if (tcgetattr(_terminal.fd(), &settings) == -1) throw_error(errno, {path(), ": "});
-  settings.c_lflag |= TELL_CHANGES;
+  settings.c_lflag |= REPORT_CHANGES;
   if (tcsetattr(_terminal.fd(), TCSANOW, &settings) == -1) throw_error(errno, {path(), ": "});
   _reports = true;
 }

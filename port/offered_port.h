@@ -14,7 +14,7 @@ namespace sonic::port {
 
 /// What the offered port's user wants, in the order in which it was done.
 struct Request {
-  enum class What { KEYS, SPEED, FLUSH };  ///< FLUSH: what was received shall be forgotten
+  enum class What { KEYS, SPEED, FLUSH };  ///< FLUSH: forget what was received
   What what;
   std::string keys;
   speed_t speed;
@@ -41,7 +41,7 @@ class OfferedPort {
   /// The next requests, possibly none: some of what the kernel reports asks for nothing.
   std::vector<Request> requests();
 
-  /// Whether the kernel has more to tell.
+  /// Whether the kernel has more to report.
   bool has_more() const;
 
   /// How many of the bytes there was room for.

@@ -40,19 +40,19 @@ RecordMatcher::Place RecordMatcher::next(char c) {
       return is_digit(c) ? Place::FRACTION : Place::NOWHERE;
     case Place::FRACTION:
     case Place::LONG_FRACTION:
-      return is_digit(c) ? Place::LONG_FRACTION : behind_fraction(c);
+      return is_digit(c) ? Place::LONG_FRACTION : after_fraction(c);
     case Place::BEFORE_DIAGNOSTIC:
       if (c == ' ') return Place::BEFORE_DIAGNOSTIC;
       return is_digit(c) ? Place::DIAGNOSTIC : Place::NOWHERE;
     case Place::DIAGNOSTIC:
-      if (c == ' ') return Place::BEFORE_CHECK;
+      if (c == ' ') return Place::BEFORE_CHECKSUM;
       return is_digit(c) ? Place::DIAGNOSTIC : Place::NOWHERE;
-    case Place::BEFORE_CHECK:
-      if (c == ' ') return Place::BEFORE_CHECK;
-      return is_hexadecimal(c) ? Place::CHECK : Place::NOWHERE;
-    case Place::CHECK:
-      return is_hexadecimal(c) ? Place::COMPLETE_CHECK : Place::NOWHERE;
-    case Place::COMPLETE_CHECK:
+    case Place::BEFORE_CHECKSUM:
+      if (c == ' ') return Place::BEFORE_CHECKSUM;
+      return is_hexadecimal(c) ? Place::CHECKSUM : Place::NOWHERE;
+    case Place::CHECKSUM:
+      return is_hexadecimal(c) ? Place::COMPLETE_CHECKSUM : Place::NOWHERE;
+    case Place::COMPLETE_CHECKSUM:
       return c == LINE_END ? Place::END : Place::NOWHERE;
     case Place::END:
     case Place::NOWHERE:
@@ -63,7 +63,7 @@ RecordMatcher::Place RecordMatcher::next(char c) {
 
 // Numbers may touch. In "1.52.5" the 2 was the next number's already, in "1.5.5" none can have
 // been.
-RecordMatcher::Place RecordMatcher::behind_fraction(char c) {
+RecordMatcher::Place RecordMatcher::after_fraction(char c) {
   if (_points == NUMBERS) return c == ' ' ? Place::BEFORE_DIAGNOSTIC : Place::NOWHERE;
   if (c == '.' && _place == Place::LONG_FRACTION) return point();
   if (c == ' ') return Place::BEFORE_NUMBER;

@@ -5,8 +5,8 @@
 
 namespace sonic::port {
 
-/// Tells, as the bytes come, whether a line can still become a record as the daemon's pattern has
-/// it behind the stamp: five decimal numbers, the diagnostic word, the check, the line's end.
+/// Finds out, as the bytes arrive, whether a line can still become a record as the daemon's pattern
+/// has it after the stamp: five decimal numbers, the diagnostic word, the checksum, the line's end.
 class RecordMatcher {
  public:
   enum class Verdict { POSSIBLE, COMPLETE, IMPOSSIBLE };
@@ -24,19 +24,19 @@ class RecordMatcher {
     MINUS,
     WHOLE,  // digits before the point
     POINT,
-    FRACTION,  // one digit behind the point
+    FRACTION,  // one digit after the point
     LONG_FRACTION,
     BEFORE_DIAGNOSTIC,
     DIAGNOSTIC,
-    BEFORE_CHECK,
-    CHECK,  // its first digit
-    COMPLETE_CHECK,
+    BEFORE_CHECKSUM,
+    CHECKSUM,  // its first digit
+    COMPLETE_CHECKSUM,
     END,
     NOWHERE
   };
 
   Place next(char c);
-  Place behind_fraction(char c);
+  Place after_fraction(char c);
   Place point();
 
   Place _place = Place::BEFORE_NUMBER;

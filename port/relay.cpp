@@ -24,7 +24,7 @@ constexpr unsigned int FIRST_BAUD = 38400;
 // A hundred times what a byte takes at 4800 baud, and a fifth of what the daemon waits for an echo.
 constexpr milliseconds MAX_HOLD(200);
 
-// How late a change of speed may be behind the last byte before it.
+// How late a change of speed may be after the last byte before it.
 constexpr milliseconds UNTIL_SENT(1);
 
 constexpr std::chrono::minutes BETWEEN_COMPLAINTS(1);
@@ -45,9 +45,9 @@ Relay::Relay(const Options& options, Log log)
         if (_trace) _stamped.push_back(arrival_ns);
       }),
       _speed(speed_code(FIRST_BAUD).value()),
-      _told(Clock::now() - BETWEEN_COMPLAINTS) {}
+      _reported(Clock::now() - BETWEEN_COMPLAINTS) {}
 
-Relay::~Relay() { tell_dropped(Clock::duration::zero()); }
+Relay::~Relay() { report_dropped(Clock::duration::zero()); }
 
 void Relay::run(int stop) {
   for (;;) {
@@ -68,7 +68,7 @@ void Relay::run(int stop) {
     if ((device.revents & ~POLLOUT) != 0) take_from_instrument();
     release_overdue();
     hand_over();
-    tell_dropped(BETWEEN_COMPLAINTS);
+    report_dropped(BETWEEN_COMPLAINTS);
   }
 }
 
@@ -156,13 +156,13 @@ void Relay::set_speed(speed_t speed) {
   }
 }
 
-void Relay::tell_dropped(Clock::duration pause) {
+void Relay::report_dropped(Clock::duration pause) {
   _dropped += _queue.take_dropped();
   if (_dropped == 0) return;
   const auto now = Clock::now();
-  if (now < _told + pause) return;
+  if (now < _reported + pause) return;
   _log("lines dropped, as nobody reads the port: " + std::to_string(std::exchange(_dropped, 0)));
-  _told = now;
+  _reported = now;
 }
 
 }  // namespace sonic::port

@@ -21,7 +21,7 @@ class Relay {
 
   /// Takes the device and makes the offered port. Throws std::runtime_error, as run() does.
   Relay(const Options& options, Log log);
-  /// Tells of the lines dropped since the last time.
+  /// Reports the lines dropped since the last time.
   ~Relay();
 
   /// Of the offered port, such as "/dev/pts/3".
@@ -41,7 +41,7 @@ class Relay {
   void forget_input();
   void hand_over();
   void release_overdue();
-  void tell_dropped(Clock::duration pause);
+  void report_dropped(Clock::duration pause);
   int patience() const;
 
   const Log _log;
@@ -55,8 +55,8 @@ class Relay {
   speed_t _speed;
   std::vector<uint64_t> _stamped;  // arrivals that are still to be traced
   Clock::time_point _last_arrival;
-  uint64_t _dropped = 0;  // lines, not told yet
-  Clock::time_point _told;
+  uint64_t _dropped = 0;  // lines, not reported yet
+  Clock::time_point _reported;
 };
 
 }  // namespace sonic::port

@@ -9,7 +9,7 @@
 namespace sonic::port {
 
 /// Puts stamps before the records in what an instrument sends and changes nothing else. It holds
-/// back a line only as long as that may become a record.
+/// a line back only as long as the line may become a record.
 class Stamper {
  public:
   /// `stamped`, if given, is called for each record with its stamp's time.

@@ -161,7 +161,7 @@ std::string Instrument::menu_key(char key) {
 }
 
 // Either line end enters what was typed, nothing typed keeps the value, and the exit key leaves
-// without a change, so that nobody who lost the thread is caught here.
+// without a change, so that a reader that lost the thread is not caught here.
 std::string Instrument::prompt_key(char key) {
   if (!ends_line(key) && key != EXIT_KEY) {
     if (_typed.size() < MAX_INPUT_CHARS) _typed += key;

@@ -139,7 +139,7 @@ std::vector<Option> options_into(Options& o) {
        [&o](const Text& t) { o.settings.format = named(t, FORMATS); }},
       {"fields", "TEXT",
        "fields of the custom format (default 5ABCDE): 5 u v w, A speed of sound,\n"
-       "B temperature, C check, D voltage inputs, E diagnostic word",
+       "B temperature, C checksum, D voltage inputs, E diagnostic word",
        [&o](const Text& t) { o.settings.fields = fields(t); }},
       {"paging", "", "break the pages of the single settings in two", store(o.paging)},
       {"errors", "N", "every N-th sample has a diagnostic word that is not zero",
@@ -162,10 +162,10 @@ std::vector<Option> options_into(Options& o) {
       {"records", "K", "silent after record K",
        [&o](const Text& t) { o.faults.silent_after = period(t); }},
 
-      {"bad-stamp", "N", "every N-th record has a wrong time-stamp check",
+      {"bad-stamp", "N", "every N-th record has a wrong time-stamp checksum",
        [&o](const Text& t) { o.faults.bad_stamp_period = period(t); }},
-      {"bad-check", "N", "every N-th record has a wrong record check",
-       [&o](const Text& t) { o.faults.bad_check_period = period(t); }},
+      {"bad-check", "N", "every N-th record has a wrong record checksum",
+       [&o](const Text& t) { o.faults.bad_checksum_period = period(t); }},
       {"malformed", "N", "every N-th record has a spoiled number",
        [&o](const Text& t) { o.faults.malformed_period = period(t); }},
       {"noise", "N[:BYTES]", "noise (default 8 bytes) before every N-th record",

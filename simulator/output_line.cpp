@@ -9,7 +9,7 @@ namespace sonic::simulator {
 
 namespace {
 
-constexpr double MAX_COLUMN_VALUE = 999.99;                       // what a column holds
+constexpr double MAX_COLUMN_VALUE = 999.99;                       // what fits a column
 constexpr double ANALOG_INPUTS[] = {0.012, 0.008, 1.250, 4.998};  // V
 
 std::string column(double value) {
@@ -18,7 +18,7 @@ std::string column(double value) {
   return text;
 }
 
-std::string check(const std::string& line) {
+std::string checksum(const std::string& line) {
   char text[8];
   std::snprintf(text, sizeof text, "%02x",
                 xor_checksum(line.data(), static_cast<unsigned int>(line.size())));
@@ -41,7 +41,7 @@ std::string custom_line(const std::string& fields, const Sample& sample) {
         line += column(sample.temperature);
         break;
       case 'C':
-        line += " " + check(line);
+        line += " " + checksum(line);
         break;
       case 'D':
         for (const double volt : ANALOG_INPUTS) line += column(volt);
@@ -62,7 +62,7 @@ std::string output_line(const Settings& settings, const Sample& sample) {
   if (settings.format == OutputFormat::CUSTOM) return custom_line(settings.fields, sample);
   const std::string line =
       "WIMWV" + column(sample.u) + column(sample.v) + column(sample.w) + column(sample.temperature);
-  return "$" + line + "*" + check(line);
+  return "$" + line + "*" + checksum(line);
 }
 
 }  // namespace sonic::simulator

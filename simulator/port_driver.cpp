@@ -36,7 +36,7 @@ Delivery PortDriver::deliver(uint64_t stamp_ns, std::string line) {
     if (_record >= step.record) stamp_ns -= std::min(stamp_ns, step.amount);
   }
   if (every(_faults.malformed_period)) spoil_number(line);
-  if (every(_faults.bad_check_period) && !line.empty()) spoil(line.back());
+  if (every(_faults.bad_checksum_period) && !line.empty()) spoil(line.back());
   std::string record = framed(stamp_ns, line);
   if (every(_faults.bad_stamp_period) && !_raw) spoil(record[time_stamp(stamp_ns).size() - 2]);
 

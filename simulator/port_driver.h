@@ -16,7 +16,7 @@ struct Incident {
 /// Faults of a run. A period of n spoils every n-th record; 0: never.
 struct Faults {
   uint64_t bad_stamp_period = 0;
-  uint64_t bad_check_period = 0;
+  uint64_t bad_checksum_period = 0;
   uint64_t malformed_period = 0;
   uint64_t noise_period = 0;
   uint64_t noise_bytes = 8;
@@ -44,7 +44,7 @@ class PortDriver {
   PortDriver(const Faults& faults, uint32_t seed, bool raw)
       : _faults(faults), _random(seed), _raw(raw) {}
 
-  /// One record without faults: time stamp, its check, the instrument's line, "\r".
+  /// One record without faults: time stamp, its checksum, the instrument's line, "\r".
   std::string framed(uint64_t stamp_ns, const std::string& line) const;
 
   Delivery deliver(uint64_t stamp_ns, std::string line);

@@ -12,7 +12,7 @@ constexpr double MEAN_V = -1.1, SIGMA_V = 0.7;
 constexpr double MEAN_W = 0.05, SIGMA_W = 0.3;
 constexpr double MEAN_TEMPERATURE = 21.5, SIGMA_TEMPERATURE = 0.25;
 
-// how much of its deviation a sample hands on to the next one
+// how much of its deviation the next sample keeps
 constexpr double PERSISTENCE = 0.95;
 
 constexpr double MAX_RANDOM = 4294967295;

@@ -16,7 +16,7 @@ constexpr char DIGITS[] = "0123456789abcdef";
 std::string time_stamp(uint64_t arrival_ns) {
   char text[40];
   char* end = std::to_chars(text, std::end(text), arrival_ns / NANOSECONDS_PER_SECOND).ptr;
-  char* const point = end;  // takes the place of a 1 that keeps the zeros behind it
+  char* const point = end;  // replaces a 1 that keeps the zeros after it
   end = std::to_chars(end, std::end(text),
                       NANOSECONDS_PER_SECOND + arrival_ns % NANOSECONDS_PER_SECOND)
             .ptr;

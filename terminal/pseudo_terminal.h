@@ -10,7 +10,7 @@
 namespace sonic {
 
 /// The instrument's end of a pseudo-terminal, whose other end stands for the serial port. The other
-/// end is not kept open here, so that it is known whether anybody uses the port.
+/// end is not held open here, so that one can see whether anybody uses the port.
 class PseudoTerminal {
  public:
   struct Ready {

@@ -10,7 +10,7 @@ LITERAL = r'"(?:[^"\\]|\\.)*"'
 # Where a text is printed, thrown, logged or published; what follows up to the semicolon is it.
 PRINTED = re.compile(
     r'(?:out <<|runtime_error\(|throw_error\(\w+, \{|(?=\bfail\()|syslog\(\w+, "%s",|text = |notify\(|throw_if_terminated\(|heard\('
-    r'|print_check\(|_mosquitto_error\(|return (?="[a-z ]+";)'
+    r'|print_checksums\(|_mosquitto_error\(|return (?="[a-z ]+";)'
     r'|(?:NO_\w+|\w*TERMINATED|INTERRUPTED|TIMED_OUT) = )'
     rf'((?:[^;"]|{LITERAL})*);')
 EITHER_OR = re.compile(rf"\? ({LITERAL}) : ({LITERAL})")

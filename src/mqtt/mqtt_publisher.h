@@ -32,9 +32,9 @@ class MQTTPublisher {
                 const std::string& topic_fast, const std::string& header,
                 const std::string& topic_status, const std::string& will, bool fast_pub,
                 bool console_only);
-  /// Says farewell and stops the network thread at once, a race whose end nobody knows. If the
-  /// farewell got through, the broker discards the will, and the last status text stays on its
-  /// topic; if not, it publishes the will. Other messages not yet delivered are lost.
+  /// Sends DISCONNECT and stops the network thread at once: either may be first. If DISCONNECT gets
+  /// through, the broker discards the will and the last status text stays on its topic; if not, the
+  /// broker publishes the will. Other messages not yet delivered are lost.
   ~MQTTPublisher();
   MQTTPublisher(const MQTTPublisher&) = delete;
   MQTTPublisher& operator=(const MQTTPublisher&) = delete;

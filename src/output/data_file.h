@@ -5,7 +5,7 @@
 
 namespace sonic {
 
-/// Start of the half hour that holds `t` (seconds of the Unix epoch), and the next boundary after
+/// Start of the half hour in which `t` is (seconds of the Unix epoch), and the next boundary after
 /// it.
 unsigned long long time_last_half_hour(unsigned long long t);
 unsigned long long time_next_half_hour(unsigned long long t);

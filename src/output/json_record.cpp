@@ -29,7 +29,7 @@ std::string s2json(const std::vector<std::string>& header, const std::vector<std
   }
   std::string json = "{ ";
   json.reserve(TYPICAL_LENGTH);
-  const size_t columns = header.empty() ? 0 : header.size() - 1;  // the last one is the check
+  const size_t columns = header.empty() ? 0 : header.size() - 1;  // the last one is the checksum
   for (size_t i = 0; i < columns; ++i) {
     const std::string& name = header[i];
     const std::string& value = data[i];

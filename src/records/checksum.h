@@ -17,7 +17,7 @@ unsigned int xor_checksum(const void* bytes, unsigned int length);
 unsigned int csat3b_checksum(const std::string& text);
 
 /// Sum of all bytes modulo 256, in decimal, right-aligned in three characters: "  7", " 42", "255".
-/// The padding is part of the check as it stands on the data line.
+/// The padding is part of the checksum on the data line.
 std::string qelta_checksum(const std::string& text);
 /// The same of `length` bytes, for those who read millions of lines.
 qelta_check qelta_check_of(const void* bytes, size_t length);

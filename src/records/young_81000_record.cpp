@@ -46,9 +46,9 @@ unsigned int xor_of(const std::string& text) {
   return xor_checksum(text.data(), static_cast<unsigned int>(text.size()));
 }
 
-// Writes both check bytes as two hexadecimal digits, each after its label.
-void print_check(const char* got, unsigned int received, const char* expected,
-                 unsigned int computed) {
+// Writes both checksums as two hexadecimal digits, each after its label.
+void print_checksums(const char* got, unsigned int received, const char* expected,
+                     unsigned int computed) {
   std::cout << std::hex << std::setfill('0') << got << std::setw(2) << received << expected
             << std::setw(2) << computed << std::dec << std::setfill(' ') << std::endl;
 }
@@ -86,7 +86,7 @@ parsed_data young_81000_extract(const std::string& line, const data_record_parse
   const unsigned int ts_computed = xor_of(record.ts);
   if (ts_computed != record.ts_checksum) {
     std::cout << "timestamp checksum mismatch, ts='" << record.ts << "'";
-    print_check(", got=", record.ts_checksum, ", computed=", ts_computed);
+    print_checksums(", got=", record.ts_checksum, ", computed=", ts_computed);
     return {};
   }
   if (verbose) print_record(line, record);
@@ -96,9 +96,9 @@ parsed_data young_81000_extract(const std::string& line, const data_record_parse
     return {};
   }
   const unsigned int computed = xor_of(record.raw);
-  if (verbose) print_check("chksum cmp: received=", record.checksum, ", computed=", computed);
+  if (verbose) print_checksums("chksum cmp: received=", record.checksum, ", computed=", computed);
   if (computed != record.checksum) {
-    print_check("checksum error: got=", record.checksum, ", expected=", computed);
+    print_checksums("checksum error: got=", record.checksum, ", expected=", computed);
     return {};
   }
   record.valid = true;

@@ -51,7 +51,7 @@ constexpr const char* OUTPUT_FORMAT_MENU = "S";
 constexpr const char* SHORT_CONFIGURATION_KEY = "R";
 constexpr const char* KEEP_VALUE = "";
 
-// What shows that a menu was entered, and what the set-up is told when it was not.
+// What shows that a menu was entered, and what is thrown when it was not.
 constexpr const char* BAUD_RATE_SHOWN = "BAUD = ";
 constexpr const char* NO_BAUD_RATE_MENU = "Could not enter BAUD RATE menu";
 constexpr const char* ERROR_HANDLING_SHOWN = "ERROR HANDLING = ";

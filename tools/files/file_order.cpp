@@ -17,8 +17,7 @@ struct File {
   uint64_t first;  // record, nanoseconds since 1970
 };
 
-// A file that has no record, or cannot be read, which is said when it is its turn, has the last of
-// all times.
+// UINT64_MAX if there is no record or the file cannot be read, which is reported later.
 uint64_t first_record(const std::string& path) try {
   Input input(path);
   LineReader lines(input);
@@ -33,14 +32,15 @@ uint64_t first_record(const std::string& path) try {
   return UINT64_MAX;
 }
 
-// Whether one of two files with the same first record holds the other; if so, that one is left.
+// Whether one of two files with the same first record contains the other; if so, `path` becomes the
+// longer one.
 bool leave_longer(std::string& path, const std::string& other) {
   const Comparison compared = compare_contents(path, other, WhenCut::END);
   if (compared == Comparison::DIFFERENT) return false;
   const bool is_other = compared == Comparison::FIRST_BEGINS_SECOND;
-  const std::string& held = is_other ? path : other;
-  const std::string& holder = is_other ? other : path;
-  std::cerr << "sonic-records: " << held << ": passed over, all of it is in " << holder
+  const std::string& contained = is_other ? path : other;
+  const std::string& longer = is_other ? other : path;
+  std::cerr << "sonic-records: " << contained << ": passed over, all of it is in " << longer
             << std::endl;
   if (is_other) path = other;
   return true;

@@ -73,7 +73,7 @@ pid_t feed(const std::string& ahead, int from, const PipeEnds& fed) {
   const pid_t child = fork();
   if (child == -1) fail(errno, "fork: ");
   if (child != 0) return child;
-  close(fed.out.get());  // or it would wait for ever when nobody else reads
+  close(fed.out.get());  // or it would wait for ever when there is no other reader
   const int to = fed.in.get();
   char block[BLOCK_BYTES];
   bool is_written = write_all(to, ahead.data(), ahead.size());
@@ -99,7 +99,7 @@ Input::Input(const std::string& path) : _descriptor(open_input(path)) {
 }
 
 void Input::decompress(const char* program) {
-  // A file is given to the program from its beginning. A pipe cannot be turned back.
+  // A file is given to the program from its beginning. A pipe cannot be rewound.
   if (lseek(_descriptor.get(), -static_cast<off_t>(_ahead.size()), SEEK_CUR) == -1) {
     PipeEnds fed;
     _feeder = Child(feed(_ahead, _descriptor.get(), fed));

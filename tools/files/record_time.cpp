@@ -38,7 +38,7 @@ Date date_of(int64_t days) {
   return {year, month > 9 ? month - 9 : month + 3, day_of_year - (153 * month + 2) / 5 + 1};
 }
 
-// "25" is 250000000 nanoseconds, as behind a decimal point.
+// "25" is 250000000 nanoseconds, as after a decimal point.
 uint64_t fraction(std::string digits) {
   digits.resize(FRACTION_DIGITS, '0');
   return std::stoull(digits);

@@ -19,8 +19,8 @@ inline uint64_t nanoseconds_of(const DataLine& record) {
 /// 22:30:00.25Z). Nothing when it is neither or not before the year 2262.
 std::optional<uint64_t> parse_time(const std::string& text);
 
-/// ISO 8601 with nine digits, "2023-11-14T22:30:00.031250000Z". The seconds' text is kept from call
-/// to call, since many records share it; so is the text that is returned.
+/// ISO 8601 with nine digits, "2023-11-14T22:30:00.031250000Z". The seconds' text is cached from
+/// call to call, since many records share it; so is the text that is returned.
 class IsoTime {
  public:
   std::string_view text(uint64_t seconds, uint32_t nanoseconds);
@@ -33,7 +33,7 @@ class IsoTime {
 /// The same for a single time in nanoseconds since 1970.
 std::string iso_text(uint64_t nanoseconds);
 
-/// Seconds with nine digits behind the point: "0.031250000".
+/// Seconds with nine digits after the point: "0.031250000".
 std::string seconds_text(uint64_t nanoseconds);
 
 }  // namespace sonic

@@ -11,7 +11,7 @@ namespace sonic {
 namespace {
 
 constexpr uint64_t GAP_INTERVALS = 5;
-constexpr uint64_t FALLBACK_RATE_HZ = 1;  // to tell a gap in a file that lacks its rate
+constexpr uint64_t FALLBACK_RATE_HZ = 1;  // to find a gap in a file that lacks its rate
 constexpr uint64_t MAX_RATE_HZ = 1000;    // what claims more is no rate
 
 std::string_view rest(std::string_view line, std::string_view tag) {
@@ -39,7 +39,7 @@ void Scan::read(const std::string& path) {
 }
 
 // Lines of no known kind are passed over: an error's text and a version may span several lines.
-// They may also hold what looks like a rate or a header, but hardly one behind the other.
+// They may also contain what looks like a rate or a header, but hardly one right after the other.
 void Scan::take_line(std::string_view line) {
   const auto rate = std::exchange(_rate_line, std::nullopt);
   if (has_tag(line, DATA_TAG)) {

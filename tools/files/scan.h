@@ -20,18 +20,18 @@ struct TimeRange {
 enum class Event {
   GAP,         ///< no record for more than five record intervals
   CLOCK_BACK,  ///< the next record's time is before the one's before it
-  RESTART,     ///< the program was started anew and goes on in the same file
-  FAILED,      ///< a record whose check does not fit
-  LEFT_OUT,    ///< a record whose values or time cannot be told
+  RESTART,     ///< the program was started again and goes on in the same file
+  FAILED,      ///< a record whose checksum does not fit
+  LEFT_OUT,    ///< a record whose values or time cannot be read
   ERROR,       ///< input that was no record
 };
 
-/// What a file holds, within the time range. Lines have no time of their own: they are where the
+/// What is in a file, within the time range. Lines have no time of their own: they are where the
 /// record before them is.
 struct Summary {
   std::string model;            ///< these two as in the file, the first of each
   std::string serial_number;    //
-  uint64_t rate = 0;            ///< records a second, the last one; 0 when the file does not tell
+  uint64_t rate = 0;            ///< records a second, the last one; 0 when the file does not say
   uint64_t first = UINT64_MAX;  ///< earliest and latest record, nanoseconds since 1970
   uint64_t last = 0;
   uint64_t records = 0;
@@ -58,7 +58,7 @@ class Output {
   virtual void end_of_file(const std::string& /*path*/, const Summary&) {}
 };
 
-/// Reads files one after the other and hands on what is in the time range.
+/// Reads files one after the other and passes on what is in the time range.
 class Scan {
  public:
   Scan(const TimeRange& range, Output& output)
@@ -82,7 +82,7 @@ class Scan {
   std::optional<uint64_t> _rate_line;  // when the line before was one
   std::optional<uint64_t> _before;     // time of the record before, also in another file
   std::string _instrument;             // serial number of that one
-  bool _is_in_range;                   // what follows is, until a record tells
+  bool _is_in_range;                   // what follows is, until the next record
 };
 
 }  // namespace sonic

@@ -16,8 +16,8 @@ std::vector<Column> columns(bool epoch) {
   return all;
 }
 
-// A row a record. The values are the file's own text; it would cost time and digits to read the
-// numbers and write them anew.
+// A row a record. The values are the file's own text; reading the numbers and writing them
+// again would cost time and digits.
 class RecordTable : public TableOutput {
  public:
   explicit RecordTable(const Options& options)
@@ -79,7 +79,7 @@ class RecordTable : public TableOutput {
     out.append('}');
   }
 
-  // JSON knows no numbers with zeros in front.
+  // JSON has no numbers with leading zeros.
   void append_json_number(std::string_view number) {
     OutputBuffer& out = _table.out();
     if (number.front() == '-') {

@@ -3,7 +3,7 @@
 import numpy
 
 HALF_HOUR = 1800 * 10**9
-# Column, digits behind the point.
+# Column, digits after the point.
 COLUMNS = [("records", 0), ("u", 4), ("v", 4), ("w", 4), ("ts", 4), ("speed", 4), ("direction", 2),
            ("sd_u", 4), ("sd_v", 4), ("sd_w", 4), ("sd_ts", 4), ("uw", 5), ("vw", 5), ("wt", 5),
            ("ustar", 4)]

@@ -1,4 +1,4 @@
-"""What sonic-records tells of half-hour files, as arrays."""
+"""What sonic-records prints of half-hour files, as arrays."""
 
 import json
 import shutil
@@ -41,7 +41,7 @@ def run(*arguments):
 
 
 def read_summaries(paths):
-    """A dictionary a file, and whether all of them could be read and hold records."""
+    """A dictionary a file, and whether all of them could be read and have records."""
     with run("--summary", "--format", "json", "--", *paths) as process:
         lines = [line.decode("utf-8", "replace") for line in process.stdout]
     return [json.loads(line) for line in lines], process.returncode == 0
@@ -74,6 +74,6 @@ def read_events(paths):
 
 
 def nanoseconds(seconds):
-    """Of a text with nine digits behind the point: "1.500000000"."""
+    """Of a text with nine digits after the point: "1.500000000"."""
     whole, _, fraction = seconds.partition(".")
     return int(whole) * NS + int(fraction)

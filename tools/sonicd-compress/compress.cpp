@@ -47,7 +47,7 @@ void run_zstd(const fs::path& file, const fs::path& part, const struct stat& ori
   const Descriptor out = open_or_fail(part, O_WRONLY | O_CREAT | O_EXCL, original.st_mode);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  // Opened anew: the child must not keep our lease when we are gone.
+  // Opened again: the child must not hold our lease when we are gone.
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, file.c_str(), O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, out.get(), STDOUT_FILENO);
   std::string name = "zstd";
@@ -63,7 +63,7 @@ void run_zstd(const fs::path& file, const fs::path& part, const struct stat& ori
   futimens(out.get(), times);
 }
 
-// A copy that cannot be read to its end holds nobody knows what, perhaps only for want of memory.
+// A copy that cannot be read to its end, perhaps only for want of memory, may contain anything.
 Comparison compare_copy(const fs::path& file, const fs::path& copy) try {
   return compare_contents(file, copy, WhenCut::THROW);
 } catch (const InputError&) {

@@ -10,7 +10,7 @@ namespace sonic::compress {
 /// daemon's files have them; other files are not touched.
 std::vector<std::filesystem::path> finished_files(const std::filesystem::path& folder);
 
-/// Puts FILE.zst in the place of a file. Whenever it is interrupted, by a power cut too, one of
+/// Replaces a file by FILE.zst. Whenever it is interrupted, by a power cut too, one of
 /// them is there and complete; if both are, the next call ends the work. A FILE.zst of other
 /// records, of before the clock was set back, or one that cannot be read is left: this one becomes
 /// FILE.2.zst. False, and nothing done, when somebody has the file open for writing. Failures are
