@@ -1,11 +1,11 @@
 #!/bin/bash
 # The watch ends a daemon from which no records come, whatever it is doing, and no other. In a
-# private device; $1 is sonicd, $2 sonic-simulator. No systemd runs there: a stand-in for systemctl
+# private device; $1 is sonicd, $2 sonic-simulator, $3 the watch. No systemd runs there: a stand-in for systemctl
 # says of every daemon that it runs, and interrupts the one that is to be restarted.
 set -euo pipefail
 sonicd=$1
 simulator=$2
-watch=$(realpath "$(dirname "$0")/../../tools/sonicd-watch")
+watch=$3
 cd "$DEVICE_RUN"
 cat >systemctl <<'TEXT'
 #!/bin/sh
