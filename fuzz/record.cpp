@@ -16,7 +16,7 @@ static void take(std::string line) {
   parsed_data record;
   thrown_by([&] { record = young_81000_extract(line, young_81000_record_parser, true); });
   if (!record.valid) return;
-  line = line.c_str();  // nothing sees what follows a zero byte
+  line.erase(std::min(line.find('\0'), line.size()));  // nothing sees what follows a zero byte
   for (char& c : line) c = static_cast<char>(tolower(c));
   assert(line == with_checksums(line));
 

@@ -18,7 +18,7 @@ static uint64_t next_switch;
 
 static parsed_data extract(const std::string& line, const data_record_parser_t& parser, bool v) {
   assert(line.size() < 1000 + 200);  // what may wait for its delimiter, and a block
-  const parsed_data record = young_81000_extract(line, parser, v);
+  parsed_data record = young_81000_extract(line, parser, v);
   if (record.valid && record.sec >= next_switch) {
     expected += TOP + young_81000_ops.header->header("") + "\n";
     next_switch = time_next_half_hour(record.sec);
