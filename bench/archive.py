@@ -1,7 +1,7 @@
 """Shows and measures the archive: archive.py BUILD [RESULT.json], inside sonic-store --shards.
 
-Three stations with a day each on two servers, one of which goes away and comes back. With RESULT.json
-also a month of one station, which takes ten minutes and 2 GB.
+Three stations with a day each on two servers, one of which goes away and comes back. With
+RESULT.json also a month of one station, which takes ten minutes and 2 GB.
 """
 
 import json

@@ -2,10 +2,14 @@
 floor, burst, paced, absent or live."""
 
 import json
+import os
+import signal
 import statistics
 import sys
+import time
+from pathlib import Path
 
-from logger import *
+from logger import FIRST_STAMP, RATE, RUN, Broker, Daemon, Floor, Program, Simulator, Subscriber
 
 MILLION = 1_000_000
 EARLY = 100_000       # records after which memory must not grow any more
@@ -185,7 +189,7 @@ def absent():
     cpu = daemon.cpu()[1]
     time.sleep(IDLE_SECONDS)
     share = (daemon.cpu()[1] - cpu) / IDLE_SECONDS
-    broker = Broker()
+    Broker()
     subscriber = Subscriber()
     time.sleep(2)
     daemon.wait_until_quiet()

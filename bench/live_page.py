@@ -1,4 +1,5 @@
-"""Measures the live page in a browser, in a private device with its broker: live_page.py PAGE DOCUMENT"""
+"""Measures the live page in a browser, in a private device with its broker:
+live_page.py PAGE DOCUMENT"""
 
 import datetime
 import gzip
@@ -53,8 +54,9 @@ class Instruments(threading.Thread):
 def record(k):
     seconds, part = divmod(k, RATE)
     u, v, w = (size * math.sin(k / period) for size, period in [(5, 301), (3, 87), (1, 13)])
-    return (f'{{ "SECONDS" : {START + seconds}, "NANOSECONDS" : {part * 10**9 // RATE}, "u" : {u:.2f}, '
-            f'"v" : {v:.2f}, "w" : {w:.2f}, "sos" : 343.21, "ts" : {21 + w / 2:.2f}, "diag" : "0" }}\n')
+    return (f'{{ "SECONDS" : {START + seconds}, "NANOSECONDS" : {part * 10**9 // RATE}, '
+            f'"u" : {u:.2f}, "v" : {v:.2f}, "w" : {w:.2f}, '
+            f'"sos" : 343.21, "ts" : {21 + w / 2:.2f}, "diag" : "0" }}\n')
 
 
 class Browser:
@@ -89,7 +91,8 @@ class Browser:
         begin = self.metrics()
         time.sleep(seconds)
         end = self.metrics()
-        return (end["TaskDuration"] - begin["TaskDuration"]) / (end["Timestamp"] - begin["Timestamp"])
+        busy = end["TaskDuration"] - begin["TaskDuration"]
+        return busy / (end["Timestamp"] - begin["Timestamp"])
 
     def metrics(self):
         return {m["name"]: m["value"] for m in self.command("Performance.getMetrics")["metrics"]}
@@ -103,7 +106,8 @@ class Browser:
 
     def missed(self):
         return self.driver.execute_script("""
-            return [...cards.values()].reduce((sum, {port}) => sum + port.gaps.missed(port.record.time), 0)""")
+            return [...cards.values()].reduce(
+                (sum, {port}) => sum + port.gaps.missed(port.record.time), 0)""")
 
 
 def rows():
@@ -127,9 +131,10 @@ def rows():
     size, compressed = (sum(map(len, files)) for files in
                         [loaded, [gzip.compress(text, 9) for text in loaded]])
 
-    yield "first record on the page after opening it, longest of five", f"{first:.2f} s", "< 2 s", first < 2
-    yield ("main thread, share of one core, three ports at 32 Hz, windows full, all charts in sight",
-           f"{share * 100:.1f} %", "< 25 %", share < 0.25)
+    yield ("first record on the page after opening it, longest of five", f"{first:.2f} s", "< 2 s",
+           first < 2)
+    yield ("main thread, share of one core, three ports at 32 Hz, windows full, "
+           "all charts in sight", f"{share * 100:.1f} %", "< 25 %", share < 0.25)
     yield "heap with three full windows, after collection", f"{early / MIB:.1f} MiB", "", None
     yield (f"grown in {MESSAGES:,} further messages",
            f"{growth / MIB:.2f} MiB", "< 5 MiB", growth < 5 * MIB)
@@ -141,8 +146,9 @@ def rows():
 
 def table():
     version = subprocess.run(["chromium", "--version"], capture_output=True, text=True).stdout
-    lines = [f"{' '.join(version.split()[:2])}, {os.cpu_count()} cores, load {os.getloadavg()[2]:.1f}, "
-             f"{datetime.date.today()}.", "", "| what | measured | target | |", "|---|---|---|---|"]
+    lines = [f"{' '.join(version.split()[:2])}, {os.cpu_count()} cores, "
+             f"load {os.getloadavg()[2]:.1f}, {datetime.date.today()}.",
+             "", "| what | measured | target | |", "|---|---|---|---|"]
     for what, measured, target, met in rows():
         lines.append(f"| {what} | {measured} | {target} | "
                      f"{ {None: '', True: 'met', False: '**missed**'}[met]} |")

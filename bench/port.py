@@ -1,14 +1,18 @@
 """Measures sonic-port in a private device: port.py RESULT.json."""
 
 import json
+import os
 import pty
 import re
+import signal
 import statistics
 import sys
+import time
 import tty
+from pathlib import Path
 
 from end_to_end import before_others
-from logger import *
+from logger import BUILD, RATE, RUN, Program, Simulator
 
 RECORD = b"  1.23  -0.45   0.07  343.21   21.50 0 3f\r"
 SECONDS = 60       # of delays
@@ -76,7 +80,8 @@ def delays():
     lines = [Line(), Line()]
     port = sonic_port(lines[0].device, "/dev/port")
     log = RUN / "reader"
-    reader = Program("stdbuf", "-oL", BUILD / "bench/reader", lines[1].device, output=open(log, "w"))
+    reader = Program("stdbuf", "-oL", BUILD / "bench/reader", lines[1].device,
+                     output=open(log, "w"))
     for program in port, reader:
         os.setpriority(os.PRIO_PROCESS, program.pid, -20)  # as in its service
     time.sleep(1)

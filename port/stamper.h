@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "port/record_matcher.h"
 
@@ -13,7 +14,8 @@ namespace sonic::port {
 class Stamper {
  public:
   /// `stamped`, if given, is called for each record with its stamp's time.
-  explicit Stamper(std::function<void(uint64_t)> stamped = nullptr) : _stamped(stamped) {}
+  explicit Stamper(std::function<void(uint64_t)> stamped = nullptr)
+      : _stamped(std::move(stamped)) {}
 
   /// Takes what one read brought and returns what may go on.
   std::string take(const std::string& bytes, uint64_t arrival_ns);

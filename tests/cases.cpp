@@ -141,7 +141,7 @@ std::string answer(Case& c, std::string& keys, char key) {
     return c.instrument->operating() && !was_operating ? page + "  1.23 -0.45 0.07 " : page;
   }
   keys += key;
-  const std::string echoed = c.echo ? std::string(1, key) : "";
+  std::string echoed = c.echo ? std::string(1, key) : "";
   for (size_t at = 0; at <= keys.size(); ++at) {
     const auto found = c.answers.find(keys.substr(at));
     if (found != c.answers.end()) return echoed + found->second;

@@ -9,7 +9,8 @@ ROOT = Path(__file__).parent.parent
 LITERAL = r'"(?:[^"\\]|\\.)*"'
 # Where a text is printed, thrown, logged or published; what follows up to the semicolon is it.
 PRINTED = re.compile(
-    r'(?:out <<|runtime_error\(|throw_error\(\w+, \{|(?=\bfail\()|syslog\(\w+, "%s",|text = |notify\(|throw_if_terminated\(|heard\('
+    r'(?:out <<|runtime_error\(|throw_error\(\w+, \{|(?=\bfail\()|syslog\(\w+, "%s",|text = '
+    r'|notify\(|throw_if_terminated\(|heard\('
     r'|print_checksums\(|_mosquitto_error\(|return (?="[a-z ]+";)'
     r'|(?:NO_\w+|\w*TERMINATED|INTERRUPTED|TIMED_OUT) = )'
     rf'((?:[^;"]|{LITERAL})*);')

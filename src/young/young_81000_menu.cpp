@@ -81,7 +81,7 @@ std::string wake(Serial& port, bool verbose) {
   std::array<char, WAKE_REPLY_MAX> block;
   const int n = port.read(block.data(), WAKE_REPLY_MAX);
   if (n == 0) return "";
-  const std::string text = with_line_feeds(std::string(block.data(), static_cast<size_t>(n)));
+  std::string text = with_line_feeds(std::string(block.data(), static_cast<size_t>(n)));
   if (verbose) {
     std::cout << "young_enter_interactive: read '";
     dump_text(text);

@@ -149,7 +149,7 @@ unsigned int young_81000_get_baud_rate(Serial& port, bool verbose) {
 
 void young_81000_set_baud_rate(Serial& port, unsigned int rate, bool verbose) {
   heading(verbose, "Set baud rate to " + std::to_string(rate));
-  const std::string key = young_81000_baud_rates.at(rate);
+  const std::string& key = young_81000_baud_rates.at(rate);
   const std::string page =
       enter_menu(port, BAUD_RATE_MENU, BAUD_RATE_SHOWN, NO_BAUD_RATE_MENU, verbose);
   if (page.find(BAUD_RATE_SHOWN + std::to_string(rate)) == std::string::npos) {
@@ -174,7 +174,7 @@ unsigned int young_81000_get_output_rate(Serial& port, bool verbose) {
 
 void young_81000_set_output_rate(Serial& port, unsigned int hz, bool verbose) {
   heading(verbose, "Set output rate to " + std::to_string(hz));
-  const std::string key = output_rates.at(hz);
+  const std::string& key = output_rates.at(hz);
   const std::string expected = "OUTPUT RATE = " + std::to_string(hz) + " Hz";
   std::string page = young_81000_goto_sub_menu(port, OUTPUT_RATE_MENU, verbose);
   if (verbose) std::cout << "set='" << expected << "', got='" << page << "'" << std::endl;
@@ -235,7 +235,7 @@ void young_81000_set_output_format(Serial& port, bool verbose) {
 
 void young_81000_set_error_handling(Serial& port, std::string name, bool verbose) {
   heading(verbose, "Set error handling");
-  const std::string code = young_81000_error_handling.at(name);
+  const std::string& code = young_81000_error_handling.at(name);
   std::string page =
       enter_menu(port, ERROR_HANDLING_MENU, ERROR_HANDLING_SHOWN, NO_ERROR_HANDLING_MENU, verbose);
   std::string current;

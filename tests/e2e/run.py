@@ -14,8 +14,8 @@ class RunTest(DeviceTest):
 
     def test_full(self):
         os.chown(self.port.power, 0, 0)  # so that only who has raised privileges switches it
-        self.start("--baud 19200 --rate 20 --averaging 2 --error-handling omit --format nmea --trace "
-                   f"--replay {ROOT / 'tests/replay/half_hours.port'}")
+        self.start("--baud 19200 --rate 20 --averaging 2 --error-handling omit --format nmea "
+                   f"--trace --replay {ROOT / 'tests/replay/half_hours.port'}")
         self.broker.wait_for(f" as {self.daemon.pid}.young_81000_v (p2, c1, k60).")
 
         self.daemon.wait_for("Trying 38400")
@@ -61,9 +61,11 @@ class RunTest(DeviceTest):
         self.start("--bad-check 5 --records 12", "-c -r 8 -v")
         self.assert_status("Disconnected")
         self.interrupt()
-        stamps = records(4, rate=8) + records(4, after=5 / 8, rate=8) + records(2, after=10 / 8, rate=8)
+        stamps = [stamp for n, first in ((4, 0), (4, 5), (2, 10))
+                  for stamp in records(n, after=first / 8, rate=8)]
         self.assert_right(re.findall("^DATA_SONIC\t.*", self.daemon.output, re.M), stamps)
-        for trace in ("auto_baud_check: ", "## Set averaging to 0", "chksum cmp: ", "logging: switching"):
+        for trace in ("auto_baud_check: ", "## Set averaging to 0", "chksum cmp: ",
+                      "logging: switching"):
             self.assertIn(trace, self.daemon.output)
         self.assertNotIn("DATAERROR", self.daemon.output)
         self.assertEqual([], list(HOME.glob("*.young*")))

@@ -1,5 +1,6 @@
 #!/bin/bash
 # Two devices forward by the example configuration; one loses its uplink and restarts its broker.
+# shellcheck source=tests/tools/setup.sh
 . "$(dirname "$0")/setup.sh"
 cd "$here/../../deploy/mosquitto"
 topic=/home/qelta/device/port/1

@@ -1,5 +1,6 @@
 #!/bin/bash
 # What is compressed, what is left alone, and what is there whenever it is killed.
+# shellcheck source=tests/tools/setup.sh
 . "$(dirname "$0")/setup.sh"
 first=1700001000.sonic.1
 newest=1700002800.sonic.1
@@ -33,7 +34,7 @@ is_compressed() {
 # Left alone: the newest of each instrument, one written to of late, one that is open for writing,
 # and what is no half hour: by its time, by what is in it, or for being a link.
 fresh
-others=(1700001000.sonic.2 1700001001.sonic.1 $newest 1700004600.sonic.1 99999999999999999999.sonic.1
+others=(1700001000.sonic.2 1700001001.sonic.1 "$newest" 1700004600.sonic.1 99999999999999999999.sonic.1
   config.json)
 for file in "${others[@]}"; do cp half_hour "data/$file"; done
 echo picture >data/1699999200.sonic.1

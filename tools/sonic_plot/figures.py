@@ -101,7 +101,8 @@ def draw_records(records, events, title, is_picture):
         if is_line:
             panel.plot(*axis.envelope(values), color=colour, linewidth=0.5)
         dots = axis.alone if is_line else axis.begins[axis.is_good]
-        panel.plot(date(records.time[dots]), values[dots], ".", color=colour, markersize=2, zorder=4)
+        panel.plot(date(records.time[dots]), values[dots], ".", color=colour, markersize=2,
+                   zorder=4)
         draw_marks(panel, events, axis)
         panel.set_ylabel(label)
         panel.grid(alpha=0.3)
