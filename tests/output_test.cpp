@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <fstream>
+#include <type_traits>
 
 #include "cases.h"
 #include "output/data_file.h"
@@ -25,6 +26,7 @@ std::string path(const std::string& name) { return home_folder + "/" + name; }
 }  // namespace
 
 TEST_F(OutputTest, LogOnlyAppends) {
+  static_assert(!std::is_constructible_v<logging, const char*>, "a name is no flag");
   logging file;
   unsigned char byte = 0;
   EXPECT_EQ("logging error '': Bad file descriptor", thrown_by([&] { file.log(&byte, 1); }));

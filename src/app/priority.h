@@ -13,8 +13,8 @@ class Priority {
   /// Sets the nice value: on Linux that of the calling thread, and of threads that it starts from
   /// then on. Privileges are lowered again also after a failure, which throws std::runtime_error.
   void set(int value);
-  /// The same with the value given at construction. The program does not call it: the sampling
-  /// loop, the only one to raise the priority, names its own value.
+  /// The same with the value given at construction. STAYS: the sampling loop, the only one to raise
+  /// the priority, names its own value.
   void set();
 
  private:

@@ -15,6 +15,7 @@ namespace sonic {
 class MQTTPublisher {
  public:
   /// Initialises libmosquitto for a caller that wants that done explicitly; nothing here needs it.
+  /// STAYS.
   class mosquitto_lib {
    public:
     /// Throws std::runtime_error when the library refuses.

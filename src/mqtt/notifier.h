@@ -11,6 +11,7 @@ class Notifier {
   virtual void notify(const std::string& /*text*/) {}
   /// Whether the current link state has been announced; callers keep that book.
   virtual void notified(bool /*value*/) {}
+  /// STAYS.
   virtual bool notified() const { return false; }
 
   virtual ~Notifier() = default;

@@ -21,7 +21,8 @@ std::string sonic_data_filename(unsigned long long t, const std::string& sonic_i
 class logging {
  public:
   logging() = default;
-  logging(bool console_only);
+  explicit logging(bool console_only);
+  logging(const void*) = delete;  // a name would be taken for "true"
   ~logging();
   logging(const logging&) = delete;
   logging& operator=(const logging&) = delete;
@@ -33,7 +34,7 @@ class logging {
   /// it prints both, whatever `newline` says.
   void log(const std::string& text, bool newline);
   /// Writes the bytes as they are. Without an open file, and so in console-only mode, the write is
-  /// tried all the same and throws.
+  /// tried all the same and throws. STAYS.
   void log(unsigned char* bytes, unsigned int length);
 
   bool is_open() const { return _descriptor != -1; }

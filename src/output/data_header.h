@@ -15,9 +15,10 @@ class data_header_t {
   /// The header line for a record of this instrument; here, whatever the record, the basic one.
   virtual std::string header(const std::string& record);
 
+  /// STAYS.
   static std::string basic_header();
 
-  /// Diagnostic: prints the text and the number of its commas, which it returns.
+  /// Diagnostic: prints the text and the number of its commas, which it returns. STAYS.
   static unsigned int count_commas(const std::string& text);
 };
 

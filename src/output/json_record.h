@@ -10,7 +10,7 @@ namespace sonic {
 /// instrument wrote them, without a leading "+"; status words are quoted. Nothing is escaped or
 /// checked. Throws std::runtime_error when the counts differ.
 std::string s2json(const std::vector<std::string>& header, const std::vector<std::string>& data);
-/// The same of a line, and of a header line, whose fields are separated by `separator`.
+/// The same of a line, and of a header line, whose fields are separated by `separator`. STAYS.
 std::string s2json(const std::vector<std::string>& header, const std::string& data, char separator);
 std::string s2json(const std::string& header, const std::string& data, char separator);
 

@@ -13,7 +13,7 @@ using qelta_check = std::array<char, QELTA_WIDTH>;
 unsigned int xor_checksum(const void* bytes, unsigned int length);
 
 /// Signature of the Campbell Scientific CSAT3B anemometer's output, 0 to 0xFFFF. An empty text
-/// gives 0x54AA, which is not what the seed of the loop would give.
+/// gives 0x54AA, which is not what the seed of the loop would give. STAYS.
 unsigned int csat3b_checksum(const std::string& text);
 
 /// Sum of all bytes modulo 256, in decimal, right-aligned in three characters: "  7", " 42", "255".

@@ -13,7 +13,7 @@ extern const char* const SONIC_TYPE_UNDEFINED;
 /// file that cannot be opened is not reported; a failed change of privileges throws.
 void sonic_type_set(const std::string& value, const std::string& path, Priviledges& p);
 
-/// The first word of the file, or an empty text when it cannot be opened.
+/// The first word of the file, or an empty text when it cannot be opened. STAYS.
 std::string sonic_type_get(const std::string& path);
 
 /// Declares to the device which kind of sonic is attached to a tty, for as long as the program
@@ -28,6 +28,7 @@ class SonicType {
   SonicType& operator=(const SonicType&) = delete;
 
   void set();
+  /// STAYS.
   std::string get() const;
 
  private:

@@ -26,7 +26,7 @@ void interactive_slow_write(Serial& port, const std::string& text);
 /// empty read, of which a signal or a line that was hung up is the cause.
 std::string interactive_rx(Serial& port, unsigned int seconds, unsigned int max_chars,
                            bool verbose);
-/// The same with one second and 80 characters.
+/// The same with one second and 80 characters. STAYS.
 std::string interactive_rx(Serial& port, bool verbose);
 
 /// Reads, and drops what it reads, until the delimiter has been seen. One that arrives in two reads
@@ -42,17 +42,18 @@ void interactive_read_to_delimiter(Serial& port, const std::string& delimiter,
 /// or has stayed away for a second. Throws when the port does not take a byte, and when it has
 /// nothing to read where the echo should be: a signal or a line that was hung up does that.
 void interactive_tx_common(Serial& port, std::string command, bool verbose, eoltype_t eol);
-/// With no line ending, with "\r" and with "\r\n".
+/// With no line ending and with "\r".
 void interactive_tx_ncr(Serial& port, std::string command, bool verbose);
 void interactive_tx(Serial& port, std::string command, bool verbose);
+/// With "\r\n". STAYS.
 void interactive_tx_wm(Serial& port, std::string command, bool verbose);
 
-/// `interactive_tx`, then `interactive_rx`: the answer.
+/// `interactive_tx`, then `interactive_rx`: the answer. STAYS.
 std::string interactive_transfer(Serial& port, std::string command, unsigned int seconds,
                                  unsigned int max_chars, bool verbose);
-/// The same with one second and 80 characters.
+/// The same with one second and 80 characters. STAYS.
 std::string interactive_transfer(Serial& port, std::string command, bool verbose);
-/// The same with `interactive_tx_wm`.
+/// The same with `interactive_tx_wm`. STAYS.
 std::string interactive_transfer_wm(Serial& port, std::string command, bool verbose);
 
 }  // namespace sonic

@@ -37,19 +37,21 @@ std::string young_81000_get_info(Serial& port, bool verbose);
 std::string young_81000_get_firmware_version(const std::string& info);
 
 /// Returns the instrument to its top menu also when its baud-rate page has no number, which throws.
+/// STAYS.
 unsigned int young_81000_get_baud_rate(Serial& port, bool verbose);
 /// Changes the instrument's rate and the port's, unless the instrument shows that rate already.
 void young_81000_set_baud_rate(Serial& port, unsigned int rate, bool verbose);
 
-/// In Hz.
+/// In Hz. STAYS.
 unsigned int young_81000_get_output_rate(Serial& port, bool verbose);
 void young_81000_set_output_rate(Serial& port, unsigned int hz, bool verbose);
 
-/// Number of samples in an average; 0 is off.
+/// Number of samples in an average; 0 is off. STAYS.
 unsigned int young_81000_get_averaging(Serial& port, bool verbose);
 void young_81000_set_averaging(Serial& port, unsigned int n, bool verbose);
 
 /// The field string of the custom format; for another format, or where none shows, the menu code.
+/// STAYS.
 std::string young_81000_get_output_format(Serial& port, bool verbose);
 /// Always the custom layout that makes the instrument send the records this program parses.
 void young_81000_set_output_format(Serial& port, bool verbose);
