@@ -27,7 +27,7 @@ unsigned int exclusive_or(const std::string& text) {
   return xor_checksum(text.data(), static_cast<unsigned int>(text.size()));
 }
 
-// PATTERN | TEXT | TEXT ...: all positions, those of a text behind those of the ones before it.
+// PATTERN | TEXT | TEXT ...: all positions, those of a text after those of the texts before it.
 void match(Serial&, const std::string& texts, bool) {
   const std::vector<std::string> parts = split(texts, '|');
   const regex pattern(parts.at(0));

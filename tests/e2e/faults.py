@@ -45,7 +45,7 @@ class DiskTest(DeviceTest):
         (HOME / "config.json").write_text(configuration)
         self.start("--records 400")
         self.assert_end(f"logging error '{FIRST_FILE}': (partial write|No space left on device)\n")
-        *whole, torn = FIRST_FILE.read_text().split("\n")[5:]  # behind the head
+        *whole, torn = FIRST_FILE.read_text().split("\n")[5:]  # after the head
         self.assert_right(whole, records(len(whole)))
         self.assertLess(len(torn), len(whole[0]))
 

@@ -159,7 +159,7 @@ def another_port(number, kind=Port):
 
 
 def records(count, after=0, rate=32):
-    """The time stamps of so many records, the first of them `after` seconds behind START."""
+    """The time stamps of so many records, the first of them `after` seconds after START."""
     first = START * 10**9 + round(after * 10**9)
     return [divmod(first + k * 10**9 // rate, 10**9) for k in range(count)]
 
@@ -210,7 +210,7 @@ class DeviceTest(unittest.TestCase):
         self.assertEqual(texts, self.subscriber.heard(self.port.topic + topic, len(texts)))
 
     def assert_status(self, *texts):
-        """The line's state is told like this; behind an end the broker may tell the last will."""
+        """These status texts are published; after an end the broker may publish the last will."""
         expected = [*SET_UP, *texts]
         heard = self.subscriber.heard(self.port.topic + "/status", len(expected))
         self.assertEqual([*expected, "Disconnected"][:len(heard)], heard)

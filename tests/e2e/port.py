@@ -161,7 +161,7 @@ class LineTest(unittest.TestCase):
 
 
 class Chain(Port):
-    """A port that sonic-port offers, with an instrument on a plain line behind it."""
+    """A port that sonic-port offers, with an instrument on a plain line."""
 
     def simulator(self, options=""):
         self.line = f"/dev/instrument{self.name[-1]}"
