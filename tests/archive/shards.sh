@@ -85,7 +85,7 @@ archive_is_right
 
 echo "Half-hour fluxes are those of the plot tool, which writes zeros at the end"
 for station in mast-*; do
-  diff <("$archive/../tools/sonic-plot" --table "$station"/* |
+  diff <(sonic-plot --table "$station"/* |
     sed -E 's/(\.[0-9]*[1-9])0+\b/\1/g; s/\.0+\b//g') \
     <(sonic-ask half_hours station="$station" "${period[@]}")
 done

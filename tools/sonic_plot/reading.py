@@ -32,7 +32,7 @@ class Records:
 def run(*arguments):
     """Starts sonic-records, which is beside this program or on the search path."""
     beside = Path(sys.argv[0]).parent / "sonic-records"
-    program = str(beside) if beside.exists() else shutil.which("sonic-records")
+    program = str(beside) if beside.is_file() else shutil.which("sonic-records")
     if program is None:
         raise Unusable("sonic-records is missing")
     # It says what is wrong with a file in each run; once is enough.
