@@ -1,4 +1,4 @@
-// Records and their text: splitting, patterns, check bytes, the record line.
+// Records and their text: splitting, patterns, checksums, the record line.
 
 #include <gtest/gtest.h>
 
