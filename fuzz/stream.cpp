@@ -12,7 +12,8 @@
 #include "scripted_port.h"
 
 static const std::string TOP = "Model\tm\nSN\ts\nVersion\tv\nRate\tr\n";
-static const int file = memfd_create("data", 0);  // all that the loop opens, one after the other
+static const int DATA_FILE =
+    memfd_create("data", 0);  // all that the loop opens, one after the other
 static std::string expected, joined;
 static uint64_t next_switch;
 
@@ -33,10 +34,10 @@ static parsed_data extract(const std::string& line, const data_record_parser_t& 
 struct mosquitto;
 extern "C" int __wrap_mosquitto_connect_async(mosquitto*, const char*, int, int) { return -1; }
 extern "C" int __wrap_setpriority(int, id_t, int) { return 0; }
-extern "C" int __wrap_open(const char*, int, ...) { return dup(file); }
+extern "C" int __wrap_open(const char*, int, ...) { return dup(DATA_FILE); }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size < 3 || ftruncate(file, 0) != 0 || lseek(file, 0, SEEK_SET) != 0) return 0;
+  if (size < 3 || ftruncate(DATA_FILE, 0) != 0 || lseek(DATA_FILE, 0, SEEK_SET) != 0) return 0;
   std::istringstream received(std::string(data + 3, data + size));
   std::string stream, pieces;
   for (std::string line; std::getline(received, line, '\r'); stream += line + "\r") {
@@ -66,7 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string end =
       thrown_by([&] { sampling(publisher, notifier, port, settings, settings, priority, ops); });
   std::string written(expected.size() + 1, '\0');
-  written.resize(static_cast<size_t>(pread(file, written.data(), written.size(), 0)));
+  written.resize(static_cast<size_t>(pread(DATA_FILE, written.data(), written.size(), 0)));
   assert(written == expected);
   const bool dropped = printed.text().find("Excessive length") != std::string::npos;
   assert(joined == stream || dropped || end != "sampling");
