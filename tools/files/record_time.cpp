@@ -1,89 +1,122 @@
 #include "tools/files/record_time.h"
 
+#include <algorithm>
+#include <charconv>
+#include <chrono>
 #include <cstdio>
-#include <regex>
 
 namespace sonic {
 
 namespace {
 
-constexpr int64_t DAY = 86400;
-constexpr int64_t ERA_DAYS = 146097;    // of 400 years, after which the calendar repeats itself
-constexpr int64_t EPOCH_DAYS = 719468;  // from 0000-03-01 to 1970-01-01
+namespace chrono = std::chrono;
+
 constexpr size_t FRACTION_DIGITS = 9;
+constexpr size_t MAX_SECONDS_DIGITS = 10;
 constexpr size_t FRACTION_AT = sizeof("2023-11-14T22:30:00.") - 1;
 
-struct Date {
-  int64_t year;
-  int64_t month;  // 1 to 12
-  int64_t day;    // 1 to 31
+// The text of a time, from left to right. Each operation passes what it takes, and says whether it
+// was there.
+class TimeText {
+ public:
+  explicit TimeText(std::string_view text) : _text(text) {}
+
+  bool is_at_end() const { return _text.empty(); }
+
+  bool take(std::string_view any_of) {
+    if (_text.empty() || any_of.find(_text.front()) == std::string_view::npos) return false;
+    _text.remove_prefix(1);
+    return true;
+  }
+
+  // A number with at least `least` and at most `most` digits.
+  template <typename Number>
+  bool take_number(size_t least, size_t most, Number& number) {
+    const size_t digits = std::min(_text.find_first_not_of("0123456789"), _text.size());
+    if (digits < least || digits > most) return false;
+    std::from_chars(_text.data(), _text.data() + digits, number);
+    _text.remove_prefix(digits);
+    return true;
+  }
+
+  // What follows a decimal point, in nanoseconds. It may be missing, with its point.
+  bool take_fraction(uint64_t& nanoseconds) {
+    nanoseconds = 0;
+    if (!take(".")) return true;
+    const size_t before = _text.size();
+    if (!take_number(1, FRACTION_DIGITS, nanoseconds)) return false;
+    for (size_t digits = before - _text.size(); digits < FRACTION_DIGITS; ++digits) {
+      nanoseconds *= 10;
+    }
+    return true;
+  }
+
+ private:
+  std::string_view _text;
 };
 
-// Both count the years from the first of March, so that a leap day is the last day of its year.
-int64_t days_since_1970(const Date& d) {
-  const int64_t year = d.month > 2 ? d.year : d.year - 1;
-  const int64_t year_of_era = year % 400;
-  const int64_t day_of_year = (153 * ((d.month + 9) % 12) + 2) / 5 + d.day - 1;
-  return year / 400 * ERA_DAYS + year_of_era * 365 + year_of_era / 4 - year_of_era / 100 +
-         day_of_year - EPOCH_DAYS;
+struct Time {
+  uint64_t seconds = 0;
+  uint64_t nanoseconds = 0;
+};
+
+bool parse_seconds(TimeText text, Time& time) {
+  return text.take_number(1, MAX_SECONDS_DIGITS, time.seconds) &&
+         text.take_fraction(time.nanoseconds) && text.is_at_end();
 }
 
-Date date_of(int64_t days) {
-  const int64_t since_march = days + EPOCH_DAYS;
-  const int64_t day = since_march % ERA_DAYS;
-  const int64_t year_of_era = (day - day / 1460 + day / 36524 - day / 146096) / 365;
-  const int64_t day_of_year = day - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  const int64_t month = (5 * day_of_year + 2) / 153;  // 0 is March
-  const int64_t year = since_march / ERA_DAYS * 400 + year_of_era + (month > 9 ? 1 : 0);
-  return {year, month > 9 ? month - 9 : month + 3, day_of_year - (153 * month + 2) / 5 + 1};
-}
-
-// "25" is 250000000 nanoseconds, as after a decimal point.
-uint64_t fraction(std::string digits) {
-  digits.resize(FRACTION_DIGITS, '0');
-  return std::stoull(digits);
-}
-
-// Seconds of an ISO time; nothing for a day or an hour that does not exist.
-std::optional<uint64_t> iso_seconds(const std::smatch& match) {
-  const auto number = [&](size_t group) {
-    return match[group].matched ? std::stoll(match[group]) : 0LL;
-  };
-  const Date day = {number(1), number(2), number(3)};
-  const int64_t days = days_since_1970(day);
-  if (day.year < 1970 || day.month < 1 || day.month > 12 || day.day < 1) return {};
-  if (date_of(days).day != day.day || number(4) > 23 || number(5) > 59 || number(6) > 59) return {};
-  return static_cast<uint64_t>(days * DAY + number(4) * 3600 + number(5) * 60 + number(6));
+bool parse_iso(TimeText text, Time& time) {
+  int year = 0;
+  unsigned int month = 0;
+  unsigned int day = 0;
+  if (!text.take_number(4, 4, year) || !text.take("-") || !text.take_number(2, 2, month) ||
+      !text.take("-") || !text.take_number(2, 2, day)) {
+    return false;
+  }
+  const chrono::year_month_day date{chrono::year(year), chrono::month(month), chrono::day(day)};
+  if (!date.ok() || year < 1970) return false;
+  unsigned int hour = 0;
+  unsigned int minute = 0;
+  unsigned int second = 0;
+  if (text.take("T ")) {
+    if (!text.take_number(2, 2, hour) || !text.take(":") || !text.take_number(2, 2, minute)) {
+      return false;
+    }
+    if (text.take(":") &&
+        (!text.take_number(2, 2, second) || !text.take_fraction(time.nanoseconds))) {
+      return false;
+    }
+    text.take("Z");
+  }
+  if (!text.is_at_end() || hour > 23 || minute > 59 || second > 59) return false;
+  const auto since_1970 = chrono::sys_days(date).time_since_epoch() + chrono::hours(hour) +
+                          chrono::minutes(minute) + chrono::seconds(second);
+  time.seconds = static_cast<uint64_t>(chrono::seconds(since_1970).count());
+  return true;
 }
 
 }  // namespace
 
-std::optional<uint64_t> parse_time(const std::string& text) {
-  static const std::regex epoch("(\\d{1,10})(?:\\.(\\d{1,9}))?");
-  static const std::regex iso(
-      "(\\d{4})-(\\d\\d)-(\\d\\d)(?:[T ](\\d\\d):(\\d\\d)(?::(\\d\\d)(?:\\.(\\d{1,9}))?)?Z?)?");
-  std::smatch match;
-  std::optional<uint64_t> seconds;
-  std::string digits;
-  if (std::regex_match(text, match, epoch)) {
-    seconds = std::stoull(match[1]);
-    digits = match[2];
-  } else if (std::regex_match(text, match, iso)) {
-    seconds = iso_seconds(match);
-    digits = match[7];
-  }
-  if (!seconds || *seconds >= END_OF_TIME_SECONDS) return {};
-  return *seconds * NANOSECONDS_PER_SECOND + fraction(digits);
+std::optional<uint64_t> parse_time(std::string_view text) {
+  Time time;
+  if (!parse_seconds(TimeText(text), time) && !parse_iso(TimeText(text), time)) return {};
+  if (time.seconds >= END_OF_TIME_SECONDS) return {};
+  return time.seconds * NANOSECONDS_PER_SECOND + time.nanoseconds;
 }
 
 std::string_view IsoTime::text(uint64_t seconds, uint32_t nanoseconds) {
   if (seconds != _seconds) {
-    const auto time = static_cast<int64_t>(seconds);
-    const Date d = date_of(time / DAY);
-    const auto part = [](int64_t value) { return static_cast<unsigned int>(value % 10000); };
-    std::snprintf(_text, sizeof(_text), "%04u-%02u-%02uT%02u:%02u:%02u.000000000Z", part(d.year),
-                  part(d.month) % 100, part(d.day) % 100, part(time / 3600 % 24) % 100,
-                  part(time / 60 % 60) % 100, part(time % 60) % 100);
+    const chrono::sys_seconds time{chrono::seconds(seconds)};
+    const auto day = chrono::floor<chrono::days>(time);
+    const chrono::year_month_day date(day);
+    const chrono::hh_mm_ss clock(time - day);
+    std::snprintf(_text, sizeof(_text), "%04u-%02u-%02uT%02u:%02u:%02u.000000000Z",
+                  static_cast<unsigned int>(static_cast<int>(date.year())) % 10000,
+                  static_cast<unsigned int>(date.month()) % 100,
+                  static_cast<unsigned int>(date.day()) % 100,
+                  static_cast<unsigned int>(clock.hours().count()) % 100,
+                  static_cast<unsigned int>(clock.minutes().count()) % 100,
+                  static_cast<unsigned int>(clock.seconds().count()) % 100);
     _seconds = seconds;
   }
   for (size_t i = FRACTION_DIGITS; i-- > 0; nanoseconds /= 10) {
@@ -96,6 +129,12 @@ std::string iso_text(uint64_t nanoseconds) {
   IsoTime time;
   return std::string(time.text(nanoseconds / NANOSECONDS_PER_SECOND,
                                static_cast<uint32_t>(nanoseconds % NANOSECONDS_PER_SECOND)));
+}
+
+std::string iso_seconds_text(uint64_t seconds) {
+  IsoTime time;
+  std::string text(time.text(seconds, 0));
+  return text.replace(FRACTION_AT - 1, FRACTION_DIGITS + 1, "");
 }
 
 std::string seconds_text(uint64_t nanoseconds) {

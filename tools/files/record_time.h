@@ -17,7 +17,7 @@ inline uint64_t nanoseconds_of(const DataLine& record) {
 /// A time that a user wrote, in nanoseconds since 1970: seconds since then (1700001000,
 /// 1700001000.5) or ISO 8601 in UTC, as short as a day (2023-11-14, 2023-11-14T22:30, 2023-11-14
 /// 22:30:00.25Z). Nothing when it is neither or not before the year 2262.
-std::optional<uint64_t> parse_time(const std::string& text);
+std::optional<uint64_t> parse_time(std::string_view text);
 
 /// ISO 8601 with nine digits, "2023-11-14T22:30:00.031250000Z". The seconds' text is cached from
 /// call to call, since many records share it; so is the text that is returned.
@@ -32,6 +32,9 @@ class IsoTime {
 
 /// The same for a single time in nanoseconds since 1970.
 std::string iso_text(uint64_t nanoseconds);
+
+/// Whole seconds since 1970: "2023-11-14T22:30:00Z".
+std::string iso_seconds_text(uint64_t seconds);
 
 /// Seconds with nine digits after the point: "0.031250000".
 std::string seconds_text(uint64_t nanoseconds);
