@@ -1,7 +1,8 @@
 #include "tools/files/input.h"
 
+#include <archive.h>
 #include <fcntl.h>
-#include <spawn.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -15,39 +16,23 @@ namespace {
 
 using namespace std::string_view_literals;
 
-struct Compression {
-  std::string_view begins;  // what each such file begins with
-  const char* program;
-};
-constexpr Compression COMPRESSIONS[] = {
-    {"\x1f\x8b"sv, "gzip"},
-    {"\x28\xb5\x2f\xfd"sv, "zstd"},
-    {"\xfd\x37zXZ\0"sv, "xz"},
-};
+// What a compressed file begins with: gzip, zstd, xz.
+constexpr std::string_view COMPRESSED[] = {"\x1f\x8b"sv, "\x28\xb5\x2f\xfd"sv, "\xfd\x37zXZ\0"sv};
 constexpr size_t MAX_BEGINNING_BYTES = 6;
-constexpr int PIPE_BYTES = 1 << 20;  // fewer changes between the two processes
 constexpr size_t BLOCK_BYTES = 1 << 16;
 
-[[noreturn]] void fail(int error, std::string_view what = "") {
-  throw InputError(error_text(error, {what}));
+[[noreturn]] void fail(int error) { throw InputError(error_text(error, {})); }
+
+[[noreturn]] void fail(archive* decompressor) {
+  throw InputError(std::string("cannot be decompressed: ") + archive_error_string(decompressor));
 }
 
 Descriptor open_input(const std::string& path) {
-  Descriptor input(path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                               : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  Descriptor input(path == STANDARD_INPUT ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                          : open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!input.is_open()) fail(errno);
   return input;
 }
-
-struct PipeEnds {
-  PipeEnds() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) == -1) fail(errno, "pipe: ");
-    out = Descriptor(ends[0]);
-    in = Descriptor(ends[1]);
-  }
-  Descriptor out, in;
-};
 
 size_t read_some(int descriptor, char* bytes, size_t size) {
   ssize_t n = 0;
@@ -58,84 +43,70 @@ size_t read_some(int descriptor, char* bytes, size_t size) {
   return static_cast<size_t>(n);
 }
 
-bool write_all(int descriptor, const char* bytes, size_t size) {
-  while (size > 0) {
-    const ssize_t n = ::write(descriptor, bytes, size);
-    if (n == -1) return false;
-    bytes += n;
-    size -= static_cast<size_t>(n);
-  }
-  return true;
-}
-
-// Copies `ahead` and then all of `from` to the pipe, in a process of its own.
-pid_t feed(const std::string& ahead, int from, const PipeEnds& fed) {
-  const pid_t child = fork();
-  if (child == -1) fail(errno, "fork: ");
-  if (child != 0) return child;
-  close(fed.out.get());  // or it would wait for ever when there is no other reader
-  const int to = fed.in.get();
-  char block[BLOCK_BYTES];
-  bool is_written = write_all(to, ahead.data(), ahead.size());
-  for (ssize_t n = 0; is_written && (n = ::read(from, block, BLOCK_BYTES)) > 0;) {
-    is_written = write_all(to, block, static_cast<size_t>(n));
-  }
-  _exit(0);
-}
-
 }  // namespace
 
-Input::Input(const std::string& path) : _descriptor(open_input(path)) {
+Input::Input(const std::string& path)
+    : _descriptor(open_input(path)), _decompressor(nullptr, archive_read_free) {
   while (_ahead.size() < MAX_BEGINNING_BYTES) {
     char bytes[MAX_BEGINNING_BYTES];
     const size_t n = read_some(_descriptor.get(), bytes, MAX_BEGINNING_BYTES - _ahead.size());
     if (n == 0) break;
     _ahead.append(bytes, n);
   }
-  const auto* const found = std::find_if(
-      std::begin(COMPRESSIONS), std::end(COMPRESSIONS),
-      [&](const Compression& c) { return _ahead.compare(0, c.begins.size(), c.begins) == 0; });
-  if (found != std::end(COMPRESSIONS)) decompress(found->program);
+  const bool is_compressed =
+      std::any_of(std::begin(COMPRESSED), std::end(COMPRESSED),
+                  [this](std::string_view begin) { return _ahead.starts_with(begin); });
+  if (is_compressed) decompress();
 }
 
-void Input::decompress(const char* program) {
-  // A file is given to the program from its beginning. A pipe cannot be rewound.
-  if (lseek(_descriptor.get(), -static_cast<off_t>(_ahead.size()), SEEK_CUR) == -1) {
-    PipeEnds fed;
-    _feeder = Child(feed(_ahead, _descriptor.get(), fed));
-    _descriptor = std::move(fed.out);
-  }
-  _ahead.clear();
+Input::~Input() = default;
 
-  PipeEnds plain;
-  fcntl(plain.out.get(), F_SETPIPE_SZ, PIPE_BYTES);  // when refused it is slower, and just as right
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, _descriptor.get(), STDIN_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, plain.in.get(), STDOUT_FILENO);
-  std::string name = program;
-  std::string options = "-dcq";
-  char* const arguments[] = {name.data(), options.data(), nullptr};
-  pid_t pid = -1;
-  const int error = posix_spawnp(&pid, program, &actions, nullptr, arguments, environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) throw InputError(error_text(error, {name, ": "}));
-  _program = program;
-  _decompressor = Child(pid);
-  _descriptor = std::move(plain.out);
+void Input::decompress() {
+  _decompressor.reset(archive_read_new());
+  archive* const a = _decompressor.get();
+  if (a == nullptr) fail(ENOMEM);
+  archive_read_support_filter_gzip(a);
+  archive_read_support_filter_zstd(a);
+  archive_read_support_filter_xz(a);
+  archive_read_support_format_raw(a);
+  archive_read_support_format_empty(a);
+  const auto read = [](archive* reading, void* input, const void** block) -> la_ssize_t {
+    try {
+      return static_cast<la_ssize_t>(static_cast<Input*>(input)->read_block(block));
+    } catch (const InputError& error) {  // it must not pass through the library
+      archive_set_error(reading, EIO, "%s", error.what());
+      return -1;
+    }
+  };
+  archive_entry* entry = nullptr;
+  if (archive_read_open(a, this, nullptr, read, nullptr) != ARCHIVE_OK) fail(a);
+  const int header = archive_read_next_header(a, &entry);
+  if (header == ARCHIVE_EOF) {
+    _decompressor.reset();  // what was compressed is empty, and the file is read to its end
+  } else if (header != ARCHIVE_OK) {
+    fail(a);
+  }
+}
+
+// The next compressed bytes, for the decompressor. They are valid until the next call.
+size_t Input::read_block(const void** block) {
+  _block.resize(BLOCK_BYTES);
+  size_t n = _ahead.copy(_block.data(), _ahead.size());
+  _ahead.clear();
+  if (n == 0) n = read_some(_descriptor.get(), _block.data(), _block.size());
+  *block = _block.data();
+  return n;
 }
 
 size_t Input::read(char* bytes, size_t size) {
-  if (!_ahead.empty()) {
-    const size_t n = std::min(size, _ahead.size());
-    _ahead.copy(bytes, n);
-    _ahead.erase(0, n);
-    return n;
+  if (_decompressor) {
+    const la_ssize_t n = archive_read_data(_decompressor.get(), bytes, size);
+    if (n < 0) fail(_decompressor.get());
+    return static_cast<size_t>(n);
   }
-  const size_t n = read_some(_descriptor.get(), bytes, size);
-  if (n == 0 && _decompressor.is_there() && _decompressor.wait() != 0) {
-    throw InputError(std::string(_program) + " cannot decompress it");
-  }
+  if (_ahead.empty()) return read_some(_descriptor.get(), bytes, size);
+  const size_t n = _ahead.copy(bytes, size);
+  _ahead.erase(0, n);
   return n;
 }
 

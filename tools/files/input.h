@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "base/descriptor.h"
-#include "tools/files/child.h"
+
+struct archive;
 
 namespace sonic {
 
@@ -14,23 +17,28 @@ class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A file's bytes from its beginning, decompressed when they are compressed: by the programs gzip,
-/// zstd and xz, whatever the file's name is. All failures are InputError.
+inline constexpr const char* STANDARD_INPUT = "-";  ///< as a path
+
+/// A file's bytes from its beginning, decompressed when they are compressed by gzip, zstd or xz,
+/// whatever the file's name is. All failures are InputError.
 class Input {
  public:
-  explicit Input(const std::string& path);  ///< "-" is standard input
+  explicit Input(const std::string& path);
+  ~Input();
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
 
-  /// Up to `size` bytes; 0 at the end. Throws as well when the decompression failed, at its end.
+  /// Up to `size` bytes; 0 at the end.
   size_t read(char* bytes, size_t size);
 
  private:
-  void decompress(const char* program);
+  void decompress();
+  size_t read_block(const void** block);
 
   Descriptor _descriptor;
-  std::string _ahead;              // read to know the kind of content, not yet handed out
-  const char* _program = nullptr;  // what decompresses
-  Child _feeder;                   // gives a pipe's bytes to it, those read ahead first
-  Child _decompressor;
+  std::string _ahead;  // read to know the kind of content, not yet handed out
+  std::unique_ptr<archive, int (*)(archive*)> _decompressor;
+  std::vector<char> _block;  // of compressed bytes, the decompressor's until it asks for the next
 };
 
 /// How two files' bytes, decompressed, compare.
