@@ -1,12 +1,15 @@
 """Half-hour statistics another way: half_hours.py [--despike] [--rotation none] [--height M]
-[--latitude DEG] [--period MINUTES] FILE...
+[--latitude DEG] [--period MINUTESmin] FILE...
 
 From the files' own lines, with all records in memory, in long double, the records turned one by one
 instead of the matrix of their covariances. Prints what `sonic-records --half-hours` should print.
+With --make SEED it prints a file instead that has all that is hard to compute with: changing rates,
+late stamps, lost and doubled records, faults, spikes, values as no wind has them.
 """
 
 import argparse
 import datetime
+import random
 import re
 from decimal import ROUND_FLOOR, ROUND_HALF_EVEN, Decimal
 from pathlib import Path
@@ -205,16 +208,56 @@ def statistics(records, start, length, options):
     return row
 
 
+def line(time, values, diag):
+    text = f"DATA_SONIC\t{time // 10**9}\t{time % 10**9}\t" + "\t".join(values) + f"\t{diag}\t"
+    return text + f"{sum(text.encode()) % 256:3d}"
+
+
+def make(seed):
+    """Lines of a file."""
+    chance = random.Random(seed)
+    rates = (4, 5, 8, 10, 16, 20, 32)
+    rate = chance.choice(rates)
+    top = "Model\tRM Young 81000 V\nSN\t01234\nVersion\t4.10\nRate\t{}\nDATA_SONICH\tSECONDS"
+    yield top.format(rate)
+    time = 1700001000 * 10**9 + chance.choice([0, 5, 1200, 1700]) * 10**9
+    noise, digits = chance.choice([0, 0.01, 0.1, 1, 3]), chance.choice([1, 2, 2, 2, 3, 4])
+    means = [chance.choice([0, 0, 1.5, -3, 40]) for _ in "uvw"]
+    state = [0.0] * 4
+    for _ in range(chance.choice([1, 2, 10, 300, 5000, 12000])):
+        if chance.random() < 0.001:
+            rate = chance.choice(rates)
+            yield top.format(rate)
+        time += 10**9 // rate
+        stamp = time + (chance.randrange(10**8) if chance.random() < 0.01 else 0)
+        if chance.random() < 0.002:
+            time += chance.randrange(-5 * 10**9, 30 * 10**9)
+        state = [0.9 * x + chance.gauss(0, noise) for x in state]
+        u, v, w, ts = state
+        values = [means[0] + u, means[1] + v, means[2] + w - 0.3 * u, 340, 20 + ts + 0.5 * w]
+        if chance.random() < 0.002:
+            values[chance.randrange(5)] += chance.choice([-1, 1]) * chance.choice([5, 500, 80000])
+        diag = chance.randrange(9) if chance.random() < 0.003 else 0
+        record = line(stamp, [f"{x:.{digits}f}" for x in values], diag)
+        yield record
+        if chance.random() < 0.002:
+            yield record
+
+
 def main():
     parser = argparse.ArgumentParser()
+    parser.add_argument("--make", type=int)
     parser.add_argument("--despike", action="store_true")
     parser.add_argument("--rotation", default="double")
     parser.add_argument("--height")
     parser.add_argument("--latitude")
-    parser.add_argument("--period", type=int, default=30)
-    parser.add_argument("files", nargs="+")
+    parser.add_argument("--period", default="30min")
+    parser.add_argument("files", nargs="*")
     options = parser.parse_args()
-    length = options.period * 60 * 10**9
+    if options.make is not None:
+        print("\n".join(make(options.make)))
+        return
+    length = int(options.period.removesuffix("min")) * 60 * 10**9
     periods = {}
     for record in read(options.files):
         periods.setdefault(record[0] // length * length, []).append(record)

@@ -31,10 +31,12 @@ uint64_t rate_of(std::string_view text) {
 
 void Scan::read(const std::string& path) {
   _file = {};
+  _path = path;
   _headers = 0;
   _rate_line.reset();
   Input input(path);
   LineReader lines(input);
+  _output.begin_file(path);
   while (const auto line = lines.next()) take_line(*line);
 }
 
@@ -62,6 +64,7 @@ void Scan::take_record(std::string_view line) {
   DataLine record;
   switch (parse_data_line(line, record)) {
     case DataLineState::FAILED:
+      _file.has_crlf = _file.has_crlf || line.back() == '\r';
       return take_other(Event::FAILED, _file.failed);
     case DataLineState::LEFT_OUT:
       return take_other(Event::LEFT_OUT, _file.left_out);
@@ -75,7 +78,7 @@ void Scan::take_record(std::string_view line) {
   step_to(time);
   ++_file.records;
   if (record.has_fault) ++_file.faults;
-  _output.record(record);
+  _output.record(record, _file.rate);
 }
 
 void Scan::take_other(Event kind, uint64_t& count, uint64_t length) {
@@ -90,9 +93,7 @@ void Scan::step_to(uint64_t time) {
   const bool is_first = _file.records == 0;
   if (is_first) {
     _file.expected = 1;
-    const std::string& instrument = _file.serial_number;  // none where the top of the file is lost
-    if (!instrument.empty() && !_instrument.empty() && instrument != _instrument) _before.reset();
-    if (!instrument.empty()) _instrument = instrument;
+    if (!_file.serial_number.empty()) change_instrument();  // lost with the top of a file
   }
   if (_before && time < *_before) {
     take_other(Event::CLOCK_BACK, _file.clock_back, *_before - time);
@@ -114,6 +115,21 @@ void Scan::step_to(uint64_t time) {
   _file.first = std::min(_file.first, time);
   _file.last = std::max(_file.last, time);
   _before = time;
+}
+
+// To the one of this file, which may be the same.
+void Scan::change_instrument() {
+  const std::string& instrument = _file.serial_number;
+  if (instrument == _instrument) return;
+  if (!_instrument.empty()) {
+    if (_instruments == Instruments::ONE) {
+      throw std::runtime_error("two instruments: " + _instrument + " in " + _instrument_path +
+                               ", " + instrument + " in " + _path);
+    }
+    _before.reset();
+  }
+  _instrument = instrument;
+  _instrument_path = _path;
 }
 
 }  // namespace sonic

@@ -45,27 +45,34 @@ struct Summary {
   uint64_t left_out = 0;
   uint64_t errors = 0;
   bool has_record = false;  ///< in or out of the time range
+  bool has_crlf = false;    ///< records end in CR LF, so that their checksums do not fit
 };
 
 /// What is made of the files as they are read.
 class Output {
  public:
   virtual ~Output() = default;
-  virtual void record(const DataLine&) {}
+  virtual void begin_file(const std::string& /*path*/) {}
+  /// `rate` is that of the instrument lines before it, records a second; 0 if there are none.
+  virtual void record(const DataLine&, uint64_t /*rate*/) {}
   /// `before` is the time of the record before it, if any; `length` that of a gap, or how far a
   /// clock went back; both in nanoseconds.
   virtual void between(Event, std::optional<uint64_t> /*before*/, uint64_t /*length*/) {}
   virtual void end_of_file(const std::string& /*path*/, const Summary&) {}
 };
 
+/// Whether the files may be those of several instruments.
+enum class Instruments { ANY, ONE };
+
 /// Reads files one after the other and passes on what is in the time range.
 class Scan {
  public:
-  Scan(const TimeRange& range, Output& output)
-      : _range(range), _output(output), _is_in_range(range.from == 0) {}
+  Scan(const TimeRange& range, Instruments instruments, Output& output)
+      : _range(range), _instruments(instruments), _output(output), _is_in_range(range.from == 0) {}
 
   /// Throws InputError when the file cannot be read to its end; what is before that has been
-  /// handed on and is in the summary.
+  /// handed on and is in the summary. Throws std::runtime_error when there are two instruments and
+  /// should be one.
   void read(const std::string& path);
   const Summary& summary() const { return _file; }  ///< of the last file
 
@@ -74,15 +81,19 @@ class Scan {
   void take_record(std::string_view line);
   void take_other(Event kind, uint64_t& count, uint64_t length = 0);
   void step_to(uint64_t time);
+  void change_instrument();
 
   const TimeRange _range;
+  const Instruments _instruments;
   Output& _output;
+  std::string _path;
   Summary _file;
   uint64_t _headers = 0;               // in this file
   std::optional<uint64_t> _rate_line;  // when the line before was one
   std::optional<uint64_t> _before;     // time of the record before, also in another file
-  std::string _instrument;             // serial number of that one
-  bool _is_in_range;                   // what follows is, until the next record
+  std::string _instrument;             // serial number of that one, which is in this file:
+  std::string _instrument_path;
+  bool _is_in_range;  // what follows is, until the next record
 };
 
 }  // namespace sonic

@@ -17,7 +17,7 @@ int64_t power_of_ten(int exponent) {
   return power;
 }
 
-/// In units of the last digit.
+// In units of the last digit.
 int64_t rounded(double value, int digits) {
   const int64_t unit = power_of_ten(FIRST_DIGITS - digits);
   const int64_t sum = std::llround(value * 1e9) + unit / 2;

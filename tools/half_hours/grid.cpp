@@ -4,11 +4,12 @@
 #include <cmath>
 #include <map>
 
+#include "base/time.h"
+
 namespace sonic::records {
 
 namespace {
 
-constexpr double NANOSECONDS_PER_SECOND = 1e9;
 constexpr size_t LOOK_AHEAD_SECONDS = 2;
 // How much later or earlier a record is than the one before it, in intervals.
 constexpr double LOST = 0.75;     // at least one is lost
@@ -25,12 +26,12 @@ uint16_t usual_rate(const std::vector<Sample>& samples) {
                         : std::max_element(counts.begin(), counts.end(), fewer)->first;
 }
 
-/// Assigns the slots of one period.
+// Assigns the slots of one period.
 class Placement {
  public:
   Placement(Grid& grid, const std::vector<double>& places) : _grid(grid), _places(places) {}
 
-  /// The slot of the record with this number among those of the rate, if it has one.
+  // The slot of the record with this number among those of the rate, if it has one.
   std::optional<size_t> place(size_t i) {
     const double on_time = without_delay(i);
     if (i == 0) {
@@ -56,7 +57,7 @@ class Placement {
   }
 
  private:
-  /// Where the record would be if its stamp were not late.
+  // Where the record would be if its stamp were not late.
   double without_delay(size_t i) const {
     const size_t end = std::min(_places.size(), i + LOOK_AHEAD_SECONDS * _grid.rate);
     double earliest = _places[i];

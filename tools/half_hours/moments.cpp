@@ -12,7 +12,7 @@ constexpr double PARTS = PARTS_PER_UNIT;
 constexpr size_t PRODUCTS = COVARIANT * (COVARIANT + 1) / 2;
 constexpr double LEAST_DEVIATION = 0.00005;  // which is printed as 0.0000
 
-/// A sum of whole numbers that does not overflow before 2^31 of them.
+// A sum of whole numbers that does not overflow before 2^31 of them.
 class ExactSum {
  public:
   void add(int64_t number) {
@@ -33,7 +33,7 @@ int64_t rounded_quotient(int64_t dividend, int64_t divisor) {
   return (dividend + half) / divisor;
 }
 
-/// Deviations of a column from a whole number that is at most half a part off its mean.
+// Deviations of a column from a whole number that is at most half a part off its mean.
 struct Centre {
   int64_t middle = 0;
   int64_t rest = 0;     // sum of the deviations from it
@@ -59,7 +59,7 @@ Centre centre_of(const std::vector<int32_t>& column, size_t begin, size_t end) {
 
 using Products = std::array<int64_t, PRODUCTS>;
 
-/// Sums of the products of each two deviations, so few that nothing overflows.
+// Sums of the products of each two deviations, so few that nothing overflows.
 Products sums_of_products(const Series& series, const std::array<Centre, COVARIANT>& centres,
                           size_t begin, size_t end) {
   Products sums = {};

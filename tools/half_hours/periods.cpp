@@ -5,11 +5,12 @@
 #include <stdexcept>
 #include <utility>
 
+#include "base/time.h"
+
 namespace sonic::records {
 
 namespace {
 
-constexpr uint64_t NANOSECONDS_PER_SECOND = 1'000'000'000;
 constexpr uint64_t MAX_RECORDS = 4'000'000;  // an hour of a thousand records a second is less
 constexpr uint64_t BATCH_RECORDS = 1 << 17;  // read again at a time: 4 MiB
 

@@ -18,8 +18,8 @@ constexpr double PI = 3.14159265358979323846;
 constexpr double NEUTRAL_DOWN_TO = -0.032;
 constexpr double STABLE_UP_TO = 0.4;  // beyond it there is no model
 
-/// Ratios of a standard deviation to u* by stability: constant near neutral, below that a power of
-/// z / L, above it by the Coriolis parameter (Foken et al. 2004; Thomas and Foken 2002).
+// Ratios of a standard deviation to u* by stability: constant near neutral, below that a power of
+// z / L, above it by the Coriolis parameter (Foken et al. 2004; Thomas and Foken 2002).
 struct Model {
   double neutral;
   double unstable_factor;

@@ -8,7 +8,7 @@ constexpr Quantity TEXT_ORDER[] = {U, V, W, SOS, TS};
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-/// Takes a number and the tab after it from the beginning of `text`.
+// Takes a number and the tab after it from the beginning of `text`.
 std::optional<int32_t> take_value(std::string_view& text) {
   const char* p = text.data();
   const bool is_negative = *p == '-';

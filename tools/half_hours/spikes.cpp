@@ -15,8 +15,8 @@ constexpr int64_t FACTOR = 70000;  // 7 / 0.6745, as a fraction of whole numbers
 constexpr int64_t FACTOR_DIVISOR = 6745;
 constexpr size_t BINS = 4096;
 
-/// Twice the median, which is a whole number even if it is the mean of two. The numbers are counted
-/// in bins first, so that only the few in the middle have to be put in order: four times as fast.
+// Twice the median, which is a whole number even if it is the mean of two. The numbers are counted
+// in bins first, so that only the few in the middle have to be put in order: four times as fast.
 int64_t twice_median(const std::vector<uint32_t>& numbers) {
   const uint32_t highest = *std::max_element(numbers.begin(), numbers.end());
   unsigned int shift = 0;
@@ -42,7 +42,7 @@ int64_t twice_median(const std::vector<uint32_t>& numbers) {
   return int64_t{*at} + (lower == upper ? *at : *std::min_element(at + 1, middle.end()));
 }
 
-/// Marks the spikes of one quantity.
+// Marks the spikes of one quantity.
 void mark_spikes(const std::vector<int32_t>& column, std::vector<bool>& is_spike) {
   const int32_t lowest = *std::min_element(column.begin(), column.end());
   std::vector<uint32_t> numbers(column.size());

@@ -1,7 +1,9 @@
 #include "tools/half_hours/statistics.h"
 
 #include <algorithm>
+#include <optional>
 
+#include "base/time.h"
 #include "tools/half_hours/spikes.h"
 #include "tools/half_hours/wind.h"
 
@@ -9,7 +11,6 @@ namespace sonic::records {
 
 namespace {
 
-constexpr uint64_t NANOSECONDS_PER_SECOND = 1'000'000'000;
 constexpr uint64_t GAP_INTERVALS = 5;
 constexpr uint64_t FALLBACK_RATE = 1;  // to tell a gap where the rate is not known
 constexpr double LEAST_PERCENT = 90;   // of the expected records, for a flag of 0 or 1
@@ -19,8 +20,8 @@ void put_in_order(std::vector<Sample>& samples) {
   samples.erase(std::unique(samples.begin(), samples.end()), samples.end());
 }
 
-/// How many records the rate makes in the period. Where it changes, each rate counts until the
-/// first record with the next one.
+// How many records the rate makes in the period. Where it changes, each rate counts until the
+// first record with the next one.
 double expected_records(const std::vector<Sample>& samples, uint64_t start, uint64_t end) {
   double expected = 0;
   uint64_t since = start;
@@ -35,7 +36,7 @@ double expected_records(const std::vector<Sample>& samples, uint64_t start, uint
   return std::round(expected);
 }
 
-/// How often there is no record for more than five intervals, from the period's start to its end.
+// How often there is no record for more than five intervals, from the period's start to its end.
 size_t count_gaps(const std::vector<Sample>& samples, uint64_t start, uint64_t end) {
   size_t gaps = 0;
   uint64_t before = start;
@@ -82,7 +83,7 @@ Series without_spikes(const Series& all, const std::vector<bool>& is_spike) {
   return series;
 }
 
-/// Nothing where no plane fits the direction.
+// Nothing where no plane fits the direction.
 std::optional<Rotation> rotation_for(const StatisticsOptions& options, const Vector& wind,
                                      double direction) {
   switch (options.rotation) {
@@ -120,7 +121,7 @@ void describe(Statistics& row, const Series& series, const Moments& moments) {
   row.cov_tt = c[TS][TS];
 }
 
-/// All that depends on the axes.
+// All that depends on the axes.
 void describe_turbulence(Statistics& row, const Series& series, const Moments& moments,
                          const Rotation& rotation, const StatisticsOptions& options) {
   const CovarianceMatrix c = rotated(moments.covariance, rotation);

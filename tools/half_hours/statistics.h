@@ -4,19 +4,18 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/time.h"
 #include "tools/half_hours/quality.h"
 #include "tools/half_hours/rotation.h"
 #include "tools/half_hours/sample.h"
 
 namespace sonic::records {
 
-inline constexpr uint64_t NANOSECONDS_PER_MINUTE = 60'000'000'000;
-
 enum class RotationMethod { DOUBLE, NONE, PLANAR };
 
 /// How the statistics of a period are made.
 struct StatisticsOptions {
-  uint64_t period = 30 * NANOSECONDS_PER_MINUTE;
+  uint64_t period = SECONDS_PER_HALF_HOUR * NANOSECONDS_PER_SECOND;  ///< its length, nanoseconds
   RotationMethod rotation = RotationMethod::DOUBLE;
   std::vector<Plane> planes;  ///< for RotationMethod::PLANAR: the first one that fits is taken
   bool despike = false;       ///< leaves out records with a spike

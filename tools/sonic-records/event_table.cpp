@@ -36,7 +36,10 @@ class EventTable : public TableOutput {
     _table.row({time, name(kind), length != 0 ? seconds_text(length) : ""});
   }
 
-  void finish() override { _table.flush(); }
+  bool finish() override {
+    _table.flush();
+    return true;
+  }
 
  private:
   const bool _epoch;

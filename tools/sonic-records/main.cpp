@@ -17,6 +17,8 @@ std::unique_ptr<TableOutput> make_output(const Options& options) {
       return make_summary_table(options);
     case Task::EVENTS:
       return make_event_table(options);
+    case Task::HALF_HOURS:
+      return make_half_hour_table(options);
     case Task::RECORDS:
       break;
   }
@@ -33,24 +35,26 @@ std::string read_file(const std::string& path, Scan& scan, Output& output) {
   }
   const Summary& summary = scan.summary();
   output.end_of_file(path, summary);
-  if (problem.empty() && !summary.has_record) problem = "holds no record";
-  return problem;
+  if (!problem.empty() || summary.has_record) return problem;
+  return summary.has_crlf ? "its lines end in CR LF: it was changed after it was written"
+                          : "holds no record";
 }
 
 int run(int argc, char* argv[]) {
   const auto options = parse_options(argc, argv);
   if (!options) return 0;
   const std::unique_ptr<TableOutput> output = make_output(*options);
-  Scan scan(options->range, *output);
+  // What has a row of its own for each file or event may be of several.
+  const bool is_about_files = options->task == Task::SUMMARY || options->task == Task::EVENTS;
+  Scan scan(options->range, is_about_files ? Instruments::ANY : Instruments::ONE, *output);
   int status = 0;
-  for (const std::string& path : in_order_of_time(options->files)) {
+  for (const std::string& path : in_order_of_time(options->files, options->range)) {
     const std::string problem = read_file(path, scan, *output);
     if (problem.empty()) continue;
     std::cerr << PROGRAM << ": " << path << ": " << problem << std::endl;
     status = 1;
   }
-  output->finish();
-  return status;
+  return output->finish() ? status : 1;
 }
 
 }  // namespace

@@ -1,26 +1,36 @@
 #include "tools/sonic-records/options.h"
 
 #include <algorithm>
+#include <charconv>
+#include <functional>
 #include <stdexcept>
 
 #include "base/command_line.h"
+#include "tools/files/input.h"
+#include "tools/half_hours/planes.h"
 
 namespace sonic::records {
 
 namespace {
 
 constexpr const char* ABOUT =
-    R"(The good records of sonicd's half-hour files as a table on standard output.
-Files may be plain or compressed (gzip, zstd, xz), in any order; without FILE,
-or with - alone, standard input is read.
+    R"(The good records of sonicd's half-hour files as a table on standard output, or
+what follows from them. Files may be plain or compressed (gzip, zstd, xz), in any
+order; without FILE, or with - alone, standard input is read.
 )";
 
 constexpr const char* NOTES =
     R"(TIME is 2023-11-14, 2023-11-14T22:30:00.5Z (always UTC), or seconds since 1970.
+The columns, their formulas and sources are in data-format.md and half-hours.md.
 
-Exit status: 0; 1 when a file cannot be read or holds no record; 2 for a wrong
-command line.
+Exit status: 0; 1 when a file cannot be read, holds no record or is of another
+instrument than the rest; 2 for a wrong command line.
 )";
+
+constexpr uint64_t MINUTE = 60 * NANOSECONDS_PER_SECOND;
+constexpr uint64_t HOUR = 60 * MINUTE;
+constexpr int64_t MAX_UTC_OFFSET_HOURS = 14;
+constexpr std::string_view PLANAR = "planar:";
 
 uint64_t to_time(const std::string& text) {
   const auto time = parse_time(text);
@@ -38,7 +48,7 @@ TableFormat to_format(const std::string& text) {
   throw std::invalid_argument("'" + text + "' is no format; tsv, csv and json are");
 }
 
-// What could end a cell is refused, so that no format needs to quote.
+// A name in a file's name or in a query must not need quoting there either.
 std::string to_station(const std::string& text) {
   const auto is_bad = [](char c) {
     return (static_cast<unsigned char>(c) < ' ') || c == '\x7f' || c == '"' || c == '\\' ||
@@ -51,11 +61,118 @@ std::string to_station(const std::string& text) {
   return text;
 }
 
+// All of a text as a number; nothing if there is more or less.
+template <typename Number>
+std::optional<Number> number_of(std::string_view text) {
+  Number number = {};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size()) return {};
+  return number;
+}
+
+uint64_t to_period(const std::string& text) {
+  const size_t digits = std::min(text.find("min"), text.size());
+  const auto minutes = number_of<uint64_t>(std::string_view(text).substr(0, digits));
+  if (text.substr(digits) != "min" || !minutes || *minutes == 0 ||
+      HOUR % (*minutes * MINUTE) != 0) {
+    throw std::invalid_argument("'" + text +
+                                "' is no period; 1min to 60min are that divide an hour");
+  }
+  return *minutes * MINUTE;
+}
+
+// A number within limits, both of which are allowed.
+double to_number(const std::string& text, double least, double most, const char* what) {
+  const auto number = number_of<double>(text);
+  if (!number || !(*number >= least && *number <= most)) {
+    throw std::invalid_argument("'" + text + "' is no " + what);
+  }
+  return *number;
+}
+
+void set_rotation(StatisticsOptions& options, const std::string& text) {
+  if (text == "double") {
+    options.rotation = RotationMethod::DOUBLE;
+  } else if (text == "none") {
+    options.rotation = RotationMethod::NONE;
+  } else if (text.starts_with(PLANAR)) {
+    options.rotation = RotationMethod::PLANAR;
+    options.planes = read_planes(text.substr(PLANAR.size()));
+  } else {
+    throw std::invalid_argument("'" + text + "' is no rotation; double, none and planar:FILE are");
+  }
+}
+
+ColumnNames to_names(const std::string& text) {
+  if (text == "ameriflux") return ColumnNames::AMERIFLUX;
+  throw std::invalid_argument("'" + text + "' are no names; ameriflux are");
+}
+
+// "+05:30", "-8"
+int64_t to_utc_offset(const std::string& text) {
+  const bool has_sign = text.starts_with('+') || text.starts_with('-');
+  const size_t colon = std::min(text.find(':'), text.size());
+  const std::string_view all = text;
+  const auto hours = number_of<int64_t>(all.substr(has_sign ? 1 : 0, colon - (has_sign ? 1 : 0)));
+  const bool has_minutes = colon != text.size();
+  const auto minutes = has_minutes ? number_of<int64_t>(all.substr(colon + 1)) : 0;
+  if (!has_sign || !hours || !minutes || *hours < 0 || *hours > MAX_UTC_OFFSET_HOURS ||
+      *minutes < 0 || *minutes > 59) {
+    throw std::invalid_argument("'" + text + "' is no offset, such as +01:00 or -8");
+  }
+  const int64_t seconds = (*hours * 60 + *minutes) * 60;
+  return text.front() == '-' ? -seconds : seconds;
+}
+
+// Builds the options of the command line, and knows which of them go together.
+class OptionTable {
+ public:
+  explicit OptionTable(Options& options) : _options(options) {}
+
+  // An option with which the program does something else.
+  Option task(const char* name, const char* help, Task task) {
+    return {name, "", help, [this, name, task](const std::string&) {
+              if (_task_name != nullptr && _options.task != task) {
+                throw UsageError(std::string("--") + _task_name + " and --" + name +
+                                 " exclude each other");
+              }
+              _task_name = name;
+              _options.task = task;
+            }};
+  }
+
+  // An option that only one task has.
+  Option of(Task task, Option option) {
+    option.set = [this, task, name = option.name, set = option.set](const std::string& value) {
+      set(value);
+      _needed.emplace_back(name, task);
+    };
+    return option;
+  }
+
+  void check() const {
+    for (const auto& [name, task] : _needed) {
+      if (task != _options.task) throw UsageError("--" + name + " is an option of --half-hours");
+    }
+  }
+
+ private:
+  Options& _options;
+  const char* _task_name = nullptr;
+  std::vector<std::pair<std::string, Task>> _needed;
+};
+
 }  // namespace
 
 std::optional<Options> parse_options(int argc, char* const argv[]) {
   using Text = std::string;
   Options o;
+  std::optional<TableFormat> format;
+  OptionTable table(o);
+  Site& site = o.statistics.site;
+  const auto of_half_hours = [&table](Option option) {
+    return table.of(Task::HALF_HOURS, std::move(option));
+  };
   const CommandLine command_line = {
       "sonic-records",
       "[OPTION]... [FILE]...",
@@ -64,20 +181,44 @@ std::optional<Options> parse_options(int argc, char* const argv[]) {
         [&o](const Text& t) { o.range.from = to_time(t); }},
        {"to", "TIME", "records before this time", [&o](const Text& t) { o.range.to = to_time(t); }},
        {"format", "FORMAT", "tsv (if not given), csv, or json: an object a line",
-        [&o](const Text& t) { o.format = to_format(t); }},
+        [&format](const Text& t) { format = to_format(t); }},
        {"epoch", "", "times as seconds and nanoseconds since 1970, not ISO 8601", store(o.epoch)},
        {"station", "NAME", "a first column with this name",
         [&o](const Text& t) { o.station = to_station(t); }},
-       {"summary", "", "a line a file instead: what is in it and what is missing",
-        [&o](const Text&) { o.task = Task::SUMMARY; }},
-       {"events", "", "a line instead for each gap, restart, error, and the like",
-        [&o](const Text&) { o.task = Task::EVENTS; }}},
+       table.task("summary", "a line a file instead: what is in it and what is missing",
+                  Task::SUMMARY),
+       table.task("events", "a line instead for each gap, restart, error, and the like",
+                  Task::EVENTS),
+       table.task("half-hours", "a line a half hour instead: means, fluxes and their quality",
+                  Task::HALF_HOURS),
+       of_half_hours({"period", "TIME", "another length: 1min to 60min, a divisor of an hour",
+                      [&o](const Text& t) { o.statistics.period = to_period(t); }}),
+       of_half_hours({"rotation", "HOW", "double (if not given), none, or planar:FILE",
+                      [&o](const Text& t) { set_rotation(o.statistics, t); }}),
+       of_half_hours({"despike", "", "leave out records with a spike, which are counted anyway",
+                      store(o.statistics.despike)}),
+       of_half_hours(
+           {"height", "M", "of the instrument above the zero plane: gives L and itc",
+            [&site](const Text& t) { site.height = to_number(t, 0.01, 1000, "height"); }}),
+       of_half_hours(
+           {"latitude", "DEG", "for itc by day and night, with --height",
+            [&site](const Text& t) { site.latitude = to_number(t, -90, 90, "latitude"); }}),
+       of_half_hours(
+           {"pressure", "HPA", "of the air: gives TAU",
+            [&site](const Text& t) { site.pressure = to_number(t, 1, 1100, "pressure"); }}),
+       of_half_hours({"names", "WHOSE", "ameriflux: its columns, as csv if not asked otherwise",
+                      [&o](const Text& t) { o.names = to_names(t); }}),
+       of_half_hours({"utc-offset", "HH:MM", "of the times with these names, +01:00 say",
+                      [&o](const Text& t) { o.utc_offset_seconds = to_utc_offset(t); }})},
       NOTES};
   const auto files = command_line.parse(argc, argv);
   if (!files) return std::nullopt;
+  table.check();
+  if (o.range.from >= o.range.to) throw UsageError("--from is not before --to");
+  o.format = format.value_or(o.names == ColumnNames::OWN ? TableFormat::TSV : TableFormat::CSV);
   o.files = *files;
-  if (o.files.empty()) o.files = {"-"};
-  if (o.files.size() > 1 && std::count(o.files.begin(), o.files.end(), "-") != 0) {
+  if (o.files.empty()) o.files = {STANDARD_INPUT};
+  if (o.files.size() > 1 && std::count(o.files.begin(), o.files.end(), STANDARD_INPUT) != 0) {
     throw UsageError("standard input is read alone, not beside files");
   }
   return o;

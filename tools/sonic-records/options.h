@@ -1,15 +1,18 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/files/scan.h"
+#include "tools/half_hours/statistics.h"
 #include "tools/sonic-records/table.h"
 
 namespace sonic::records {
 
-enum class Task { RECORDS, SUMMARY, EVENTS };
+enum class Task { RECORDS, SUMMARY, EVENTS, HALF_HOURS };
+enum class ColumnNames { OWN, AMERIFLUX };
 
 struct Options {
   Task task = Task::RECORDS;
@@ -17,10 +20,16 @@ struct Options {
   TableFormat format = TableFormat::TSV;
   bool epoch = false;              ///< times as seconds and nanoseconds
   std::string station;             ///< empty: no such column
-  std::vector<std::string> files;  ///< never empty; "-" alone is standard input
+  std::vector<std::string> files;  ///< never empty; STANDARD_INPUT stands alone
+
+  // Of the half hours.
+  StatisticsOptions statistics;
+  ColumnNames names = ColumnNames::OWN;
+  int64_t utc_offset_seconds = 0;  ///< of the times with the names of others
 };
 
-/// Nothing when help or version was asked for and has been printed. Throws UsageError.
+/// Nothing when help or version was asked for and has been printed. Throws UsageError, and
+/// std::runtime_error for a file with a planar fit that cannot be read.
 std::optional<Options> parse_options(int argc, char* const argv[]);
 
 }  // namespace sonic::records

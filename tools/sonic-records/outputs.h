@@ -7,14 +7,16 @@
 
 namespace sonic::records {
 
-/// A table on standard output: a row a record, a file, or an event. finish() writes what is left.
+/// A table on standard output: a row a record, a file, an event, or a half hour.
 class TableOutput : public Output {
  public:
-  virtual void finish() = 0;
+  /// Writes what is left. False if something had to be left out, after a line on standard error.
+  virtual bool finish() = 0;
 };
 
 std::unique_ptr<TableOutput> make_record_table(const Options& options);
 std::unique_ptr<TableOutput> make_summary_table(const Options& options);
 std::unique_ptr<TableOutput> make_event_table(const Options& options);
+std::unique_ptr<TableOutput> make_half_hour_table(const Options& options);
 
 }  // namespace sonic::records

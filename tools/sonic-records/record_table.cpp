@@ -25,7 +25,7 @@ class RecordTable : public TableOutput {
         _epoch(options.epoch),
         _table(options.format, options.station, columns(options.epoch)) {}
 
-  void record(const DataLine& record) override {
+  void record(const DataLine& record, uint64_t) override {
     OutputBuffer& out = _table.out();
     out.append(_table.row_begin());
     if (_format == TableFormat::JSON) {
@@ -37,7 +37,10 @@ class RecordTable : public TableOutput {
     out.append('\n');
   }
 
-  void finish() override { _table.flush(); }
+  bool finish() override {
+    _table.flush();
+    return true;
+  }
 
  private:
   void append_time(const DataLine& record, char divider) {

@@ -29,7 +29,10 @@ class SummaryTable : public TableOutput {
                 count(s.restarts), count(s.clock_back), count(s.left_out), count(s.faults)});
   }
 
-  void finish() override { _table.flush(); }
+  bool finish() override {
+    _table.flush();
+    return true;
+  }
 
  private:
   static uint64_t expected(const Summary& s) {

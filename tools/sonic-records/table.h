@@ -27,7 +27,7 @@ class OutputBuffer {
 };
 
 struct Column {
-  const char* name;
+  std::string name;
   bool is_text;  ///< in JSON within quotation marks
 };
 
@@ -38,8 +38,9 @@ class Table {
   /// `station` becomes a first column, unless it is empty.
   Table(TableFormat format, const std::string& station, std::vector<Column> columns);
 
-  /// One cell a column. A cell without text is none: empty, in JSON null. Bytes that would need
-  /// quoting become question marks.
+  /// One cell a column. A cell without text is none: empty, in JSON null. Text may be any bytes:
+  /// CSV and JSON quote them, and replace what is no character (in CSV, none of a line); TSV has
+  /// question marks for control characters and quotation marks.
   void row(const std::vector<std::string>& cells);
   void flush() { _out.flush(); }
 
@@ -48,6 +49,8 @@ class Table {
   const std::string& row_begin() const { return _row_begin; }
 
  private:
+  std::string quoted(std::string text) const;
+
   const TableFormat _format;
   const std::vector<Column> _columns;
   std::string _row_begin;

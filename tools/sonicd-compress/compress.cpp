@@ -17,6 +17,7 @@
 #include "base/error.h"
 #include "base/time.h"
 #include "records/line_tags.h"
+#include "tools/files/child.h"
 #include "tools/files/input.h"
 
 namespace sonic::compress {
