@@ -130,7 +130,7 @@ TEST(HalfHoursTest, DoesNotDependOnTheOrderOfRecords) {
   std::mt19937 random(1);
   const auto value = [&] { return static_cast<double>(random() % 2001) / 100 - 10; };
   auto samples = half_hour([&](int) { return Wind{value(), value(), value(), value()}; });
-  samples[7].has_fault = samples[8].has_fault = true;
+  samples[7].diag = samples[8].diag = 4;
   const std::string expected = all_cells(samples);
   std::shuffle(samples.begin(), samples.end(), random);
   EXPECT_EQ(expected, all_cells(samples));
@@ -354,7 +354,7 @@ TEST(HalfHoursTest, CountsWhatIsThereAndWhatIsMissing) {
     EXPECT_EQ(c.cells, cells(statistics_of(c.samples, START, {}), first)) << c.what;
   }
   auto faults = half_hour([](int) { return Wind{1, 1, 1, 1}; }, 3);
-  for (Sample& s : faults) s.has_fault = true;
+  for (Sample& s : faults) s.diag = 1;
   EXPECT_EQ(0u, all_cells(faults).find("0 18000 0.00 3 1 0 - - ")) << all_cells(faults);
 }
 

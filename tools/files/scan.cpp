@@ -78,7 +78,7 @@ void Scan::take_record(std::string_view line) {
   step_to(time);
   ++_file.records;
   if (record.has_fault) ++_file.faults;
-  _output.record(record, _file.rate);
+  _output.record(record, _file);
 }
 
 void Scan::take_other(Event kind, uint64_t& count, uint64_t length) {

@@ -53,8 +53,9 @@ class Output {
  public:
   virtual ~Output() = default;
   virtual void begin_file(const std::string& /*path*/) {}
-  /// `rate` is that of the instrument lines before it, records a second; 0 if there are none.
-  virtual void record(const DataLine&, uint64_t /*rate*/) {}
+  /// `file` is what is known of the record's file so far: the instrument lines before it and the
+  /// like.
+  virtual void record(const DataLine&, const Summary& /*file*/) {}
   /// `before` is the time of the record before it, if any; `length` that of a gap, or how far a
   /// clock went back; both in nanoseconds.
   virtual void between(Event, std::optional<uint64_t> /*before*/, uint64_t /*length*/) {}

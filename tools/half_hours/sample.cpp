@@ -1,5 +1,7 @@
 #include "tools/half_hours/sample.h"
 
+#include <algorithm>
+
 namespace sonic::records {
 
 namespace {
@@ -38,6 +40,11 @@ std::optional<Values> parse_values(std::string_view text) {
     values[quantity] = *value;
   }
   return values;
+}
+
+void put_in_order(std::vector<Sample>& samples) {
+  if (!std::is_sorted(samples.begin(), samples.end())) std::sort(samples.begin(), samples.end());
+  samples.erase(std::unique(samples.begin(), samples.end()), samples.end());
 }
 
 }  // namespace sonic::records

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 #include <tuple>
+#include <vector>
 
 namespace sonic::records {
 
@@ -29,17 +30,20 @@ std::optional<Values> parse_values(std::string_view text);
 struct Sample {
   uint64_t time = 0;  ///< nanoseconds since 1970
   Values values = {};
-  uint16_t rate = 0;       ///< records a second that the instrument was set to; 0: not known
-  bool has_fault = false;  ///< its values may be anything
+  uint16_t rate = 0;  ///< records a second that the instrument was set to; 0: not known
+  uint16_t diag = 0;  ///< 0 if the instrument found no fault, else the values may be anything
 };
 
 /// In the order of time, and of all else where that is equal.
 inline bool operator<(const Sample& a, const Sample& b) {
-  return std::tie(a.time, a.values, a.has_fault) < std::tie(b.time, b.values, b.has_fault);
+  return std::tie(a.time, a.values, a.diag) < std::tie(b.time, b.values, b.diag);
 }
 /// Whether they are one record that was read twice.
 inline bool operator==(const Sample& a, const Sample& b) {
-  return std::tie(a.time, a.values, a.has_fault) == std::tie(b.time, b.values, b.has_fault);
+  return std::tie(a.time, a.values, a.diag) == std::tie(b.time, b.values, b.diag);
 }
+
+/// Leaves each record once, in the order of time.
+void put_in_order(std::vector<Sample>& samples);
 
 }  // namespace sonic::records

@@ -15,11 +15,6 @@ constexpr uint64_t GAP_INTERVALS = 5;
 constexpr uint64_t FALLBACK_RATE = 1;  // to tell a gap where the rate is not known
 constexpr double LEAST_PERCENT = 90;   // of the expected records, for a flag of 0 or 1
 
-void put_in_order(std::vector<Sample>& samples) {
-  if (!std::is_sorted(samples.begin(), samples.end())) std::sort(samples.begin(), samples.end());
-  samples.erase(std::unique(samples.begin(), samples.end()), samples.end());
-}
-
 // How many records the rate makes in the period. Where it changes, each rate counts until the
 // first record with the next one.
 double expected_records(const std::vector<Sample>& samples, uint64_t start, uint64_t end) {
@@ -66,7 +61,7 @@ Series without_faults(const std::vector<Sample>& samples) {
   Series series;
   reserve(series, samples.size());
   for (const Sample& sample : samples) {
-    if (!sample.has_fault) append(series, sample.time, sample.rate, sample.values);
+    if (sample.diag == 0) append(series, sample.time, sample.rate, sample.values);
   }
   return series;
 }

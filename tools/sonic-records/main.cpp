@@ -19,6 +19,8 @@ std::unique_ptr<TableOutput> make_output(const Options& options) {
       return make_event_table(options);
     case Task::HALF_HOURS:
       return make_half_hour_table(options);
+    case Task::SPLIT:
+      return make_split_output(options);
     case Task::RECORDS:
       break;
   }

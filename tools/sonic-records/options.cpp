@@ -130,36 +130,46 @@ class OptionTable {
   explicit OptionTable(Options& options) : _options(options) {}
 
   // An option with which the program does something else.
-  Option task(const char* name, const char* help, Task task) {
-    return {name, "", help, [this, name, task](const std::string&) {
-              if (_task_name != nullptr && _options.task != task) {
-                throw UsageError(std::string("--") + _task_name + " and --" + name +
-                                 " exclude each other");
-              }
-              _task_name = name;
-              _options.task = task;
-            }};
+  Option task(Task task, Option option) {
+    option.set = [this, task, name = option.name, set = option.set](const std::string& value) {
+      if (set) set(value);
+      if (!_task_name.empty() && _options.task != task) {
+        throw UsageError("--" + _task_name + " and --" + name + " exclude each other");
+      }
+      _task_name = name;
+      _options.task = task;
+    };
+    return option;
   }
 
-  // An option that only one task has.
-  Option of(Task task, Option option) {
-    option.set = [this, task, name = option.name, set = option.set](const std::string& value) {
+  // An option that only some tasks have; `whose` names them.
+  Option of(std::vector<Task> tasks, const char* whose, Option option) {
+    option.set = [this, tasks, whose, name = option.name,
+                  set = option.set](const std::string& value) {
       set(value);
-      _needed.emplace_back(name, task);
+      _limited.push_back({name, tasks, whose});
     };
     return option;
   }
 
   void check() const {
-    for (const auto& [name, task] : _needed) {
-      if (task != _options.task) throw UsageError("--" + name + " is an option of --half-hours");
+    for (const auto& [name, tasks, whose] : _limited) {
+      if (std::find(tasks.begin(), tasks.end(), _options.task) == tasks.end()) {
+        throw UsageError("--" + name + " is an option of " + whose);
+      }
     }
   }
 
  private:
+  struct Limited {
+    std::string name;
+    std::vector<Task> tasks;
+    const char* whose;
+  };
+
   Options& _options;
-  const char* _task_name = nullptr;
-  std::vector<std::pair<std::string, Task>> _needed;
+  std::string _task_name;
+  std::vector<Limited> _limited;
 };
 
 }  // namespace
@@ -171,7 +181,7 @@ std::optional<Options> parse_options(int argc, char* const argv[]) {
   OptionTable table(o);
   Site& site = o.statistics.site;
   const auto of_half_hours = [&table](Option option) {
-    return table.of(Task::HALF_HOURS, std::move(option));
+    return table.of({Task::HALF_HOURS}, "--half-hours", std::move(option));
   };
   const CommandLine command_line = {
       "sonic-records",
@@ -185,14 +195,22 @@ std::optional<Options> parse_options(int argc, char* const argv[]) {
        {"epoch", "", "times as seconds and nanoseconds since 1970, not ISO 8601", store(o.epoch)},
        {"station", "NAME", "a first column with this name",
         [&o](const Text& t) { o.station = to_station(t); }},
-       table.task("summary", "a line a file instead: what is in it and what is missing",
-                  Task::SUMMARY),
-       table.task("events", "a line instead for each gap, restart, error, and the like",
-                  Task::EVENTS),
-       table.task("half-hours", "a line a half hour instead: means, fluxes and their quality",
-                  Task::HALF_HOURS),
-       of_half_hours({"period", "TIME", "another length: 1min to 60min, a divisor of an hour",
-                      [&o](const Text& t) { o.statistics.period = to_period(t); }}),
+       table.task(Task::SUMMARY,
+                  {"summary", "", "a line a file instead: what is in it and what is missing", {}}),
+       table.task(Task::EVENTS,
+                  {"events", "", "a line instead for each gap, restart, error, and the like", {}}),
+       table.task(Task::HALF_HOURS,
+                  {"half-hours", "", "a line a half hour instead: means, fluxes, quality", {}}),
+       table.task(Task::SPLIT, {"split", "FOLDER",
+                                "a CSV file a half hour in this folder instead, evenly spaced,\n"
+                                "and a line for each of them",
+                                store(o.split_folder)}),
+       table.of({Task::HALF_HOURS, Task::SPLIT}, "--half-hours and --split",
+                {"period", "TIME", "another length: 1min to 60min, a divisor of an hour",
+                 [&o](const Text& t) { o.statistics.period = to_period(t); }}),
+       table.of({Task::SPLIT}, "--split",
+                {"keep-faults", "", "values of records with a fault, too, not -9999",
+                 store(o.keep_faults)}),
        of_half_hours({"rotation", "HOW", "double (if not given), none, or planar:FILE",
                       [&o](const Text& t) { set_rotation(o.statistics, t); }}),
        of_half_hours({"despike", "", "leave out records with a spike, which are counted anyway",
@@ -215,6 +233,12 @@ std::optional<Options> parse_options(int argc, char* const argv[]) {
   if (!files) return std::nullopt;
   table.check();
   if (o.range.from >= o.range.to) throw UsageError("--from is not before --to");
+  const auto is_within_period = [&o](uint64_t time) {
+    return time != TimeRange().to && time % o.statistics.period != 0;
+  };
+  if (o.task == Task::SPLIT && (is_within_period(o.range.from) || is_within_period(o.range.to))) {
+    throw UsageError("--split needs whole periods between --from and --to");
+  }
   o.format = format.value_or(o.names == ColumnNames::OWN ? TableFormat::TSV : TableFormat::CSV);
   o.files = *files;
   if (o.files.empty()) o.files = {STANDARD_INPUT};

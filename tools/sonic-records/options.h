@@ -11,7 +11,7 @@
 
 namespace sonic::records {
 
-enum class Task { RECORDS, SUMMARY, EVENTS, HALF_HOURS };
+enum class Task { RECORDS, SUMMARY, EVENTS, HALF_HOURS, SPLIT };
 enum class ColumnNames { OWN, AMERIFLUX };
 
 struct Options {
@@ -22,7 +22,10 @@ struct Options {
   std::string station;             ///< empty: no such column
   std::vector<std::string> files;  ///< never empty; STANDARD_INPUT stands alone
 
-  // Of the half hours.
+  std::string split_folder;
+  bool keep_faults = false;  ///< in files of Task::SPLIT: the values of records with a fault
+
+  // Of the half hours; Task::SPLIT has the period, too.
   StatisticsOptions statistics;
   ColumnNames names = ColumnNames::OWN;
   int64_t utc_offset_seconds = 0;  ///< of the times with the names of others

@@ -25,7 +25,7 @@ class RecordTable : public TableOutput {
         _epoch(options.epoch),
         _table(options.format, options.station, columns(options.epoch)) {}
 
-  void record(const DataLine& record, uint64_t) override {
+  void record(const DataLine& record, const Summary&) override {
     OutputBuffer& out = _table.out();
     out.append(_table.row_begin());
     if (_format == TableFormat::JSON) {
