@@ -76,6 +76,7 @@ void Scan::take_record(std::string_view line) {
   _is_in_range = time >= _range.from && time < _range.to;
   if (!_is_in_range) return;
   step_to(time);
+  step_to_rate(_file.rate);
   ++_file.records;
   if (record.has_fault) ++_file.faults;
   _output.record(record, _file);
@@ -117,6 +118,12 @@ void Scan::step_to(uint64_t time) {
   _before = time;
 }
 
+void Scan::step_to_rate(uint64_t rate) {
+  if (rate == 0) return;
+  if (_rate_before != 0 && rate != _rate_before) _output.between(Event::RATE_CHANGE, _before, 0);
+  _rate_before = rate;
+}
+
 // To the one of this file, which may be the same.
 void Scan::change_instrument() {
   const std::string& instrument = _file.serial_number;
@@ -127,6 +134,7 @@ void Scan::change_instrument() {
                                ", " + instrument + " in " + _path);
     }
     _before.reset();
+    _rate_before = 0;
   }
   _instrument = instrument;
   _instrument_path = _path;

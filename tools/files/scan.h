@@ -18,12 +18,13 @@ struct TimeRange {
 
 /// What stands between the good records.
 enum class Event {
-  GAP,         ///< no record for more than five record intervals
-  CLOCK_BACK,  ///< the next record's time is before the one's before it
-  RESTART,     ///< the program was started again and goes on in the same file
-  FAILED,      ///< a record whose checksum does not fit
-  LEFT_OUT,    ///< a record whose values or time cannot be read
-  ERROR,       ///< input that was no record
+  GAP,          ///< no record for more than five record intervals
+  CLOCK_BACK,   ///< the next record's time is before the one's before it
+  RATE_CHANGE,  ///< the next record is of another rate
+  RESTART,      ///< the program was started again and goes on in the same file
+  FAILED,       ///< a record whose checksum does not fit
+  LEFT_OUT,     ///< a record whose values or time cannot be read
+  ERROR,        ///< input that was no record
 };
 
 /// What is in a file, within the time range. Lines have no time of their own: they are where the
@@ -82,6 +83,7 @@ class Scan {
   void take_record(std::string_view line);
   void take_other(Event kind, uint64_t& count, uint64_t length = 0);
   void step_to(uint64_t time);
+  void step_to_rate(uint64_t rate);
   void change_instrument();
 
   const TimeRange _range;
@@ -92,6 +94,7 @@ class Scan {
   uint64_t _headers = 0;               // in this file
   std::optional<uint64_t> _rate_line;  // when the line before was one
   std::optional<uint64_t> _before;     // time of the record before, also in another file
+  uint64_t _rate_before = 0;           // its rate; 0: not known
   std::string _instrument;             // serial number of that one, which is in this file:
   std::string _instrument_path;
   bool _is_in_range;  // what follows is, until the next record
