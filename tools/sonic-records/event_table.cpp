@@ -10,6 +10,8 @@ const char* name(Event kind) {
       return "gap";
     case Event::CLOCK_BACK:
       return "clock_back";
+    case Event::RATE_CHANGE:
+      return "rate_change";
     case Event::RESTART:
       return "restart";
     case Event::FAILED:

@@ -17,6 +17,8 @@ std::unique_ptr<TableOutput> make_output(const Options& options) {
       return make_summary_table(options);
     case Task::EVENTS:
       return make_event_table(options);
+    case Task::ENVELOPE:
+      return make_envelope_table(options);
     case Task::HALF_HOURS:
       return make_half_hour_table(options);
     case Task::SPLIT:

@@ -70,6 +70,12 @@ std::optional<Number> number_of(std::string_view text) {
   return number;
 }
 
+uint64_t to_width(const std::string& text) {
+  const auto width = text.find('-') == std::string::npos ? parse_time(text) : std::nullopt;
+  if (!width || *width == 0) throw std::invalid_argument("'" + text + "' are no seconds");
+  return *width;
+}
+
 uint64_t to_period(const std::string& text) {
   const size_t digits = std::min(text.find("min"), text.size());
   const auto minutes = number_of<uint64_t>(std::string_view(text).substr(0, digits));
@@ -199,6 +205,9 @@ std::optional<Options> parse_options(int argc, char* const argv[]) {
                   {"summary", "", "a line a file instead: what is in it and what is missing", {}}),
        table.task(Task::EVENTS,
                   {"events", "", "a line instead for each gap, restart, error, and the like", {}}),
+       table.task(Task::ENVELOPE,
+                  {"envelope", "SECONDS", "a line for so much time instead: extremes and means",
+                   [&o](const Text& t) { o.envelope_width = to_width(t); }}),
        table.task(Task::HALF_HOURS,
                   {"half-hours", "", "a line a half hour instead: means, fluxes, quality", {}}),
        table.task(Task::SPLIT, {"split", "FOLDER",

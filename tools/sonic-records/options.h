@@ -11,7 +11,7 @@
 
 namespace sonic::records {
 
-enum class Task { RECORDS, SUMMARY, EVENTS, HALF_HOURS, SPLIT };
+enum class Task { RECORDS, SUMMARY, EVENTS, ENVELOPE, HALF_HOURS, SPLIT };
 enum class ColumnNames { OWN, AMERIFLUX };
 
 struct Options {
@@ -21,6 +21,8 @@ struct Options {
   bool epoch = false;              ///< times as seconds and nanoseconds
   std::string station;             ///< empty: no such column
   std::vector<std::string> files;  ///< never empty; STANDARD_INPUT stands alone
+
+  uint64_t envelope_width = 0;  ///< nanoseconds
 
   std::string split_folder;
   bool keep_faults = false;  ///< in files of Task::SPLIT: the values of records with a fault

@@ -7,8 +7,8 @@
 
 namespace sonic::records {
 
-/// A table on standard output: a row a record, a file, an event, a half hour, or a file that was
-/// written.
+/// A table on standard output: a row a record, a file, an event, an interval, a half hour, or a
+/// file that was written.
 class TableOutput : public Output {
  public:
   /// Writes what is left. False if something had to be left out, after a line on standard error.
@@ -18,6 +18,7 @@ class TableOutput : public Output {
 std::unique_ptr<TableOutput> make_record_table(const Options& options);
 std::unique_ptr<TableOutput> make_summary_table(const Options& options);
 std::unique_ptr<TableOutput> make_event_table(const Options& options);
+std::unique_ptr<TableOutput> make_envelope_table(const Options& options);
 std::unique_ptr<TableOutput> make_half_hour_table(const Options& options);
 std::unique_ptr<TableOutput> make_split_output(const Options& options);
 

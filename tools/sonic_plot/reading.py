@@ -1,5 +1,6 @@
 """What sonic-records prints of half-hour files, as arrays."""
 
+import itertools
 import json
 import shutil
 import subprocess
@@ -8,15 +9,65 @@ from pathlib import Path
 
 import numpy
 
+from sonic_plot import Unusable
+
 NS = 10**9
-COLUMNS = numpy.dtype([("seconds", "i8"), ("nanoseconds", "i4"), ("u", "f8"), ("v", "f8"),
-                       ("w", "f8"), ("ts", "f8"), ("diag", "f8")])
+RECORD_COLUMNS = numpy.dtype([("seconds", "i8"), ("nanoseconds", "i4"), ("u", "f8"), ("v", "f8"),
+                              ("w", "f8"), ("ts", "f8"), ("diag", "f8")])
 USED = (0, 1, 2, 3, 4, 6, 7)  # all but the speed of sound
-EVENT_COLUMNS = numpy.dtype([("time", "U24"), ("event", "U12"), ("seconds", "U24")])
+CHUNK = 1 << 17  # records
+WRONG_USAGE = 2
 
 
-class Unusable(Exception):
-    """Why files cannot be read or nothing be drawn, as a sentence."""
+class Source:
+    """The files, and the span of time of which sonic-records is asked."""
+
+    def __init__(self, paths, span=()):
+        self.paths = paths
+        self.span = list(span)
+        self.is_complete = True  # whether all files could be read and have records
+
+    def run(self, *arguments, is_first=False):
+        """Starts sonic-records, which is beside this program or on the search path. It says what is
+        wrong with a file in each run; the first one is heard."""
+        beside = Path(sys.argv[0]).parent / "sonic-records"
+        program = str(beside) if beside.is_file() else shutil.which("sonic-records")
+        if program is None:
+            raise Unusable("sonic-records is missing")
+        return subprocess.Popen([program, *self.span, *arguments, "--", *self.paths],
+                                stdout=subprocess.PIPE,
+                                stderr=None if is_first else subprocess.DEVNULL)
+
+    def rows(self, *arguments, is_first=False):
+        """A dictionary a row of a table."""
+        with self.run("--format", "json", *arguments, is_first=is_first) as process:
+            for line in process.stdout:
+                yield json.loads(line)
+        if process.returncode == WRONG_USAGE:  # it has said why
+            sys.exit(WRONG_USAGE)
+        self.is_complete = self.is_complete and process.returncode == 0
+
+    def columns(self, *arguments, is_first=False):
+        """A table as arrays by name. Cells without a number are NaN; `time` and `start` are in
+        nanoseconds since 1970."""
+        rows = list(self.rows("--epoch", *arguments, is_first=is_first))
+        table = {name: numpy.array([numpy.nan if row[name] is None else row[name] for row in rows])
+                 for name in (rows[0] if rows else ()) if name not in ("time", "start")}
+        for name in ("time", "start"):
+            if rows and name in rows[0]:
+                table[name] = numpy.array([nanoseconds(str(row[name])) for row in rows], "int64")
+        return table
+
+    def summaries(self):
+        return list(self.rows("--summary", "--epoch", is_first=True))
+
+    def records(self):
+        """All records, some at a time."""
+        with self.run("--epoch") as process:
+            process.stdout.readline()
+            while lines := list(itertools.islice(process.stdout, CHUNK)):
+                yield Records(numpy.loadtxt(lines, RECORD_COLUMNS, delimiter="\t", usecols=USED,
+                                            ndmin=1))
 
 
 class Records:
@@ -29,51 +80,31 @@ class Records:
         self.fault = table["diag"] != 0
 
 
-def run(*arguments):
-    """Starts sonic-records, which is beside this program or on the search path."""
-    beside = Path(sys.argv[0]).parent / "sonic-records"
-    program = str(beside) if beside.is_file() else shutil.which("sonic-records")
-    if program is None:
-        raise Unusable("sonic-records is missing")
-    # It says what is wrong with a file in each run; once is enough.
-    messages = None if "--summary" in arguments else subprocess.DEVNULL
-    return subprocess.Popen([program, *arguments], stdout=subprocess.PIPE, stderr=messages)
+class Events:
+    """What stands between the records, of each kind one in a column of so many nanoseconds: the
+    longest. `counts` are those of all."""
 
+    def __init__(self, rows, width):
+        self.counts = {}
+        kinds = {}
+        for row in rows:
+            kind = row["event"]
+            self.counts[kind] = self.counts.get(kind, 0) + 1
+            if row["time"] is None:  # before all records
+                continue
+            time, length = nanoseconds(row["time"]), nanoseconds(str(row["seconds"] or 0))
+            seen = kinds.setdefault(kind, {})
+            if length >= seen.get(time // width, (0, 0))[1]:
+                seen[time // width] = time, length
+        self.times = {kind: numpy.array(sorted(seen.values())) for kind, seen in kinds.items()}
 
-def read_summaries(paths):
-    """A dictionary a file, and whether all of them could be read and have records."""
-    with run("--summary", "--format", "json", "--", *paths) as process:
-        lines = [line.decode("utf-8", "replace") for line in process.stdout]
-    return [json.loads(line) for line in lines], process.returncode == 0
-
-
-def read_records(paths, count):
-    """The first `count` records; there may be more by now in a file that is written to."""
-    with run("--epoch", "--", *paths) as process:
-        table = numpy.loadtxt(process.stdout, COLUMNS, delimiter="\t", skiprows=1, usecols=USED,
-                              max_rows=count, ndmin=1)
-        process.stdout.close()
-    if len(table) < count:
-        raise Unusable("a file went away while it was read; try again")
-    return Records(table)
-
-
-def read_events(paths):
-    """Kind of event -> (times of the records before, seconds), both in nanoseconds. Events before
-    all records are left out."""
-    with run("--events", "--epoch", "--", *paths) as process:
-        lines = process.stdout.read().decode().splitlines()[1:]
-    events = {}
-    for time, kind, seconds in (line.split("\t") for line in lines):
-        if time:
-            times, lengths = events.setdefault(kind, ([], []))
-            times.append(nanoseconds(time))
-            lengths.append(nanoseconds(seconds or "0.0"))
-    return {kind: (numpy.array(times), numpy.array(lengths))
-            for kind, (times, lengths) in events.items()}
+    def of(self, kind):
+        """Times of the records before, and lengths, in nanoseconds."""
+        found = self.times.get(kind, numpy.zeros((0, 2), "int64"))
+        return found[:, 0], found[:, 1]
 
 
 def nanoseconds(seconds):
-    """Of a text with nine digits after the point: "1.500000000"."""
+    """Of a text with digits after the point or without: "1.500000000"."""
     whole, _, fraction = seconds.partition(".")
-    return int(whole) * NS + int(fraction)
+    return int(whole) * NS + int(fraction.ljust(9, "0"))

@@ -1,42 +1,130 @@
-"""Power spectra of evenly spaced records; data-format.md has the formulas and their source."""
+"""Spectra and cospectra of evenly spaced records; doc/half-hours.md has the formulas and their
+sources."""
+
+import dataclasses
 
 import numpy
+from numpy.lib.stride_tricks import sliding_window_view
 
 LONGEST = 2**14   # records of a segment: eight and a half minutes at 32 a second
 SHORTEST = 2**6
+LOOK_AHEAD = 2    # seconds
+LOST = 0.75       # intervals later than the record before: at least one is lost
+CROWDED = 0.25    # intervals earlier: more records than the rate makes
 BINS_A_DECADE = 20
+HALF_HOUR = 1800 * 10**9
+QUANTITIES = ("u", "v", "w", "ts")
+POWERS = ("u", "w", "ts")
+CROSSES = {"uw": ("u", "w"), "wt": ("w", "ts")}
 
 
-def stretches(records, rate):
-    """(first, end) of each run of records without a fault, a gap or a step back."""
-    step = numpy.diff(records.time)
-    breaks = (step <= 0) | (step > 1.5e9 / rate) | records.fault[1:] | records.fault[:-1]
-    edges = numpy.concatenate([[0], numpy.flatnonzero(breaks) + 1, [len(records.time)]])
-    return [(first, end) for first, end in zip(edges[:-1], edges[1:]) if not records.fault[first]]
+@dataclasses.dataclass
+class Spectra:
+    """Over the frequencies (Hz): power of u, w and ts, and cospectra uw and wt, all a Hz."""
+
+    frequency: numpy.ndarray
+    power: dict
+    cospectrum: dict
+    size: int      # records of a segment
+    segments: int  # whose mean they are
+
+    def ogive(self, name):
+        """The covariance of all frequencies from each one on."""
+        return numpy.cumsum(self.cospectrum[name][::-1])[::-1] * self.frequency[0]
 
 
-def spectra(records, names, rate):
-    """Frequencies (Hz) and, by name, power a Hz, or nothing where no stretch is long enough.
+def pieces(chunks, rate):
+    """Records that follow each other without a fault, a lost record or a step back, some at a time:
+    (whether a run begins, times, a row of values a quantity).
 
-    The mean over the segments, half overlapping, each without its mean and under a Hann window.
+    Stamps come late now and then, so a record is lost where it and all those of the next two seconds
+    are later than the ones before.
     """
-    runs = stretches(records, rate)
-    longest = max((end - first for first, end in runs), default=0)
+    time, fault = numpy.zeros(0, "int64"), numpy.zeros(0, bool)
+    values = numpy.zeros((len(QUANTITIES), 0))
+    done = 0  # of these records; the last of them is kept for what comes after it
+    chunks = iter(chunks)
+    is_more = True
+    while is_more:
+        chunk = next(chunks, None)
+        is_more = chunk is not None
+        if is_more:
+            time = numpy.append(time, chunk.time)
+            fault = numpy.append(fault, chunk.fault)
+            values = numpy.column_stack([values, [chunk.values[name] for name in QUANTITIES]])
+        ahead = LOOK_AHEAD * rate
+        if len(time) == 0 or (is_more and len(time) <= ahead):
+            continue
+        # In intervals; a clock that is set back says nothing of the records before it.
+        intervals = numpy.diff(time) * (rate / 1e9)
+        place = numpy.append(0, numpy.cumsum(numpy.where(intervals < 0, 1, intervals) - 1))
+        on_time = sliding_window_view(numpy.append(place, [numpy.inf] * (ahead - 1)), ahead).min(1)
+        step = numpy.diff(on_time)
+        is_broken = numpy.concatenate([[True], (step >= LOST) | (step <= -CROWDED)
+                                       | (intervals < 0) | fault[1:] | fault[:-1]])
+        end = len(time) - ahead if is_more else len(time)
+        edges = [done, *(numpy.flatnonzero(is_broken[done + 1:end]) + done + 1), end]
+        for first, last in zip(edges[:-1], edges[1:]):
+            if first < last and not fault[first]:
+                yield is_broken[first], time[first:last], values[:, first:last]
+        kept = max(end - 1, 0)
+        time, fault, values, done = time[kept:], fault[kept:], values[:, kept:], end - kept
+
+
+def longest_run(chunks, rate):
+    """Its number of records; it need not be counted beyond the longest segment."""
+    longest = length = 0
+    for is_new, time, _ in pieces(chunks, rate):
+        length = len(time) if is_new else length + len(time)
+        longest = max(longest, length)
+        if longest >= LONGEST:
+            break
+    return longest
+
+
+def segments(chunks, rate, size):
+    """Time of the first record, and values, of all segments that overlap by half."""
+    time, values = numpy.zeros(0, "int64"), numpy.zeros((len(QUANTITIES), 0))
+    for is_new, more_time, more in pieces(chunks, rate):
+        time = more_time if is_new else numpy.append(time, more_time)
+        values = more if is_new else numpy.column_stack([values, more])
+        while len(time) >= size:
+            yield time[0], values[:, :size]
+            time, values = time[size // 2:], values[:, size // 2:]
+
+
+def turned(values, mean):
+    """The records of a segment after double rotation by a mean wind u, v, w."""
+    u, v, w, ts = values
+    eta = numpy.arctan2(mean[1], mean[0])
+    phi = numpy.arctan2(mean[2], numpy.hypot(mean[0], mean[1]))
+    along = u * numpy.cos(eta) + v * numpy.sin(eta)
+    return {"u": along * numpy.cos(phi) + w * numpy.sin(phi),
+            "w": w * numpy.cos(phi) - along * numpy.sin(phi), "ts": ts}
+
+
+def spectra(source, rate, mean_winds):
+    """Of the records of a source; nothing where no run is long enough. `mean_winds` are those of the
+    half hours, by their start; each segment is turned by that of its first record."""
+    longest = longest_run(source.records(), rate)
     if longest < SHORTEST:
         return None
     size = min(LONGEST, 2 ** int(numpy.log2(longest)))
     window = numpy.hanning(size + 1)[:-1]
-    starts = [s for first, end in runs for s in range(first, end - size + 1, size // 2)]
-    power = {}
-    for name in names:
-        total = numpy.zeros(size // 2)
-        for start in starts:
-            values = records.values[name][start:start + size]
-            transformed = numpy.fft.rfft((values - values.mean()) * window)
-            total += numpy.abs(transformed[1:])**2
+    sums = {name: numpy.zeros(size // 2) for name in (*POWERS, *CROSSES)}
+    count = 0
+    for time, values in segments(source.records(), rate, size):
+        quantities = turned(values, mean_winds[time // HALF_HOUR * HALF_HOUR])
+        transformed = {name: numpy.fft.rfft((x - x.mean()) * window)[1:]
+                       for name, x in quantities.items()}
+        for name, (a, b) in {**{name: (name, name) for name in POWERS}, **CROSSES}.items():
+            sums[name] += (transformed[a] * transformed[b].conj()).real
+        count += 1
+    for total in sums.values():
         total[:-1] *= 2  # all but the highest frequency stand for two
-        power[name] = total / (len(starts) * rate * (window**2).sum())
-    return numpy.fft.rfftfreq(size, 1 / rate)[1:], power, size, len(starts)
+        total /= count * rate * (window**2).sum()
+    return Spectra(numpy.fft.rfftfreq(size, 1 / rate)[1:], {name: sums[name] for name in POWERS},
+                   {name: sums[name] for name in CROSSES}, size, count)
 
 
 def smoothed(frequency, power):
