@@ -1,8 +1,9 @@
 """Reads a day of files with sonic-records, pandas' C reader and mawk in turns, draws and compresses
-it: reading.py DAY RESULT.json"""
+it, and makes the half hours of a month: reading.py DAY MONTH RESULT.json"""
 
 import json
 import os
+import random
 import shutil
 import statistics
 import subprocess
@@ -13,6 +14,7 @@ from pathlib import Path
 
 TOOLS = Path(os.environ["BENCH_BUILD"]) / "tools"
 ROUNDS = 7
+LEVELS = (3, 9, 19)
 # The time without the start of Python and its libraries, on whole lines without a check.
 PANDAS = """
 import sys, time
@@ -51,10 +53,20 @@ def readers(files):
         pandas = subprocess.run(["/usr/bin/python3", "-c", PANDAS, *files], stdout=subprocess.PIPE,
                                 check=True)
         rounds.append((seconds(TOOLS / "sonic-records", *files),
+                       seconds(TOOLS / "sonic-records", "--half-hours", *files),
                        seconds("mawk", "-F\t", SPLIT, *files), float(pandas.stdout)))
-    own, mawk, pandas = (statistics.median(times) for times in zip(*rounds))
-    return {"records_seconds": own, "mawk_seconds": mawk, "pandas_seconds": pandas,
+    own, half_hours, mawk, pandas = (statistics.median(times) for times in zip(*rounds))
+    return {"records_seconds": own, "half_hours_seconds": half_hours, "mawk_seconds": mawk,
+            "pandas_seconds": pandas,
             "records_memory": peak_memory(TOOLS / "sonic-records", *files)}
+
+
+def month(files):
+    command = [TOOLS / "sonic-records", "--half-hours", *files]
+    start = time.perf_counter()
+    memory = peak_memory(*command)
+    return {"month_files": len(files), "month_seconds": time.perf_counter() - start,
+            "month_memory": memory}
 
 
 def plots(files):
@@ -76,8 +88,36 @@ def compression(files):
                 "compress_ratio": plain / sum(path.stat().st_size for path in copies)}
 
 
+def late(line, chance):
+    """The line of a record with a stamp as it arrives, some microseconds late."""
+    columns = line.split(b"\t")
+    if columns[0] != b"DATA_SONIC":
+        return line
+    nanoseconds = int(columns[2]) + int(chance.gammavariate(2, 60_000))
+    columns[2] = b"%d" % min(nanoseconds, 999_999_999)
+    text = b"\t".join(columns[:-1]) + b"\t"
+    return text + b"%3d\n" % (sum(text) % 256)
+
+
+def levels(path):
+    """Size, time and memory of one half hour as it is recorded."""
+    chance = random.Random(1)
+    with open(path, "rb") as lines, tempfile.NamedTemporaryFile() as file:
+        plain = file.write(b"".join(late(line, chance) for line in lines))
+        file.flush()
+        found = {}
+        for name, command in [("gzip", ("gzip", "-c")),
+                              *((f"zstd -{n}", ("zstd", f"-{n}", "-qc")) for n in LEVELS)]:
+            command = (*command, file.name)
+            size = len(subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout)
+            found[name] = {"ratio": plain / size, "memory": peak_memory(*command),
+                           "seconds": min(seconds(*command) for _ in range(3))}
+    return {"levels": found}
+
+
 if __name__ == "__main__":
-    day = sorted(str(path) for path in Path(sys.argv[1]).iterdir())
+    day, all_days = (sorted(str(path) for path in Path(folder).iterdir())
+                     for folder in sys.argv[1:3])
     result = {"bytes": sum(os.path.getsize(path) for path in day),
-              **readers(day), **plots(day), **compression(day)}
-    Path(sys.argv[2]).write_text(json.dumps(result, indent=2) + "\n")
+              **readers(day), **month(all_days), **plots(day), **compression(day), **levels(day[0])}
+    Path(sys.argv[3]).write_text(json.dumps(result, indent=2) + "\n")

@@ -127,10 +127,23 @@ def reading_rows(day):
            mawk >= own)
     memory, limit = day["records_memory"], 8 * MIB
     yield ("highest memory of sonic-records", f"{memory / MIB:.1f} MiB", "< 8 MiB", memory < limit)
+    hours = day["half_hours_seconds"]
+    yield ("its half hours: time", f"{hours:.2f} s", "", None)
+    yield ("pandas' C reader, without any statistics, takes", f"{pandas / hours:.1f} times as long",
+           "≥ 3.2 times", pandas >= 3.2 * hours)
+    memory = day["month_memory"]
+    yield (f"the half hours of a month, {day['month_files']} files: time",
+           f"{day['month_seconds']:.0f} s", "", None)
+    yield ("highest memory of that", f"{memory / MIB:.1f} MiB", "< 16 MiB", memory < 16 * MIB)
     yield ("sonic-plot: time / highest memory",
            f"{day['plot_seconds']:.1f} s / {day['plot_memory'] / MIB:.0f} MiB", "", None)
     yield ("sonicd-compress: time a half hour / plain to compressed",
            f"{day['compress_seconds']:.2f} s / {day['compress_ratio']:.1f}", "", None)
+    yield "**A half hour with stamps as they arrive**", "", "", None
+    for name, level in day["levels"].items():
+        yield (f"{name}: plain to compressed / time / memory",
+               f"{level['ratio']:.2f} / {level['seconds']:.2f} s / {level['memory'] / MIB:.0f} MiB",
+               "", None)
 
 
 def archive_rows(archive):

@@ -76,7 +76,6 @@ void Scan::take_record(std::string_view line) {
   _is_in_range = time >= _range.from && time < _range.to;
   if (!_is_in_range) return;
   step_to(time);
-  step_to_rate(_file.rate);
   ++_file.records;
   if (record.has_fault) ++_file.faults;
   _output.record(record, _file);
@@ -96,6 +95,7 @@ void Scan::step_to(uint64_t time) {
     _file.expected = 1;
     if (!_file.serial_number.empty()) change_instrument();  // lost with the top of a file
   }
+  step_to_rate(_file.rate);
   if (_before && time < *_before) {
     take_other(Event::CLOCK_BACK, _file.clock_back, *_before - time);
   } else if (_before) {

@@ -27,10 +27,10 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr auto MIN_QUIET = std::chrono::hours(1);
-// Of zstd. On half hours of wind its usual level 3 makes files that are larger than those of gzip,
-// and this one 14 % smaller ones, with 20 MB of memory and eight times the processor time. Level 19
-// would save a third, but needs 60 MB and forty times as long as this one, which is a minute and
-// more of a small ARM for each half hour: doc/performance.md has the figures.
+// Of zstd. With its usual level 3, half hours of wind become larger than with gzip. Level 9 makes
+// them an eighth smaller, in 20 MB of memory. Level 19 would save a third, but needs 60 MB and takes
+// forty times as long, which is a minute for each half hour on a small ARM: doc/performance.md has
+// the figures.
 constexpr const char* OPTIONS = "-9qc";
 
 [[noreturn]] void fail(int error, const fs::path& path, const char* what) {
