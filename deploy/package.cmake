@@ -66,8 +66,8 @@ foreach(page IN LISTS man_pages)
 endforeach()
 install_gzipped(${deploy}/debian/changelog ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${deploy}/debian/copyright doc/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES doc/archive.md doc/data-format.md doc/hardware.md doc/scale-out.md doc/reliability.md
-        doc/live.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+install(FILES doc/archive.md doc/data-format.md doc/exchange.md doc/half-hours.md doc/hardware.md
+        doc/scale-out.md doc/reliability.md doc/live.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
 file(GLOB broker_examples CONFIGURE_DEPENDS ${deploy}/mosquitto/*.example)
 install(FILES ${broker_examples} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
@@ -89,7 +89,7 @@ sonic-simulator, which plays the instrument on a pseudo-terminal.")
 # clients are for the watch and for diagnosis, Python is for sonic-plot.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "mosquitto, mosquitto-clients, python3, zstd, xz-utils")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "mosquitto, mosquitto-clients, python3, zstd")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3-matplotlib, rsync, openssh-client, clickhouse-client")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
