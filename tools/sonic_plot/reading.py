@@ -17,6 +17,8 @@ RECORD_COLUMNS = numpy.dtype([("seconds", "i8"), ("nanoseconds", "i4"), ("u", "f
 USED = (0, 1, 2, 3, 4, 6, 7)  # all but the speed of sound
 CHUNK = 1 << 17  # records
 WRONG_USAGE = 2
+# No picture shows more columns than this; a window can be zoomed into.
+PICTURE_COLUMNS, WINDOW_COLUMNS = 1500, 20000
 
 
 class Source:
@@ -25,6 +27,7 @@ class Source:
     def __init__(self, paths, span=()):
         self.paths = paths
         self.span = list(span)
+        self.summaries = []
         self.is_complete = True  # whether all files could be read and have records
 
     def run(self, *arguments, is_first=False):
@@ -58,8 +61,13 @@ class Source:
                 table[name] = numpy.array([nanoseconds(str(row[name])) for row in rows], "int64")
         return table
 
-    def summaries(self):
-        return list(self.rows("--summary", "--epoch", is_first=True))
+    def read_summaries(self):
+        """A dictionary a file. Those with records are in `summaries` afterwards."""
+        for summary in self.rows("--summary", "--epoch", is_first=True):
+            yield summary
+            if summary["records"]:
+                summary.update({key: nanoseconds(summary[key]) for key in ("first", "last")})
+                self.summaries.append(summary)
 
     def records(self):
         """All records, some at a time."""
@@ -102,6 +110,13 @@ class Events:
         """Times of the records before, and lengths, in nanoseconds."""
         found = self.times.get(kind, numpy.zeros((0, 2), "int64"))
         return found[:, 0], found[:, 1]
+
+
+def column_width(summaries, is_picture):
+    """Of a column of a figure, in nanoseconds."""
+    columns = PICTURE_COLUMNS if is_picture else WINDOW_COLUMNS
+    span = max(s["last"] for s in summaries) - min(s["first"] for s in summaries)
+    return max(span // columns, 1)
 
 
 def nanoseconds(seconds):

@@ -15,15 +15,6 @@ MARKS = {"error": ("error line", "#d00000", 0.03), "failed": ("failed check", "#
          "fault": ("diag fault", "#ff7f0e", 0.15)}
 MARGIN = 0.12  # of the scale, for the marks
 FEW = 3        # percent of the columns, at each end
-# No picture shows more columns than this; a window can be zoomed into.
-PICTURE_COLUMNS, WINDOW_COLUMNS = 1500, 20000
-
-
-def width_for(summaries, is_picture):
-    """Of a column, in nanoseconds."""
-    columns = PICTURE_COLUMNS if is_picture else WINDOW_COLUMNS
-    span = max(s["last"] for s in summaries) - min(s["first"] for s in summaries)
-    return max(span // columns, 1)
 
 
 class Lines:
