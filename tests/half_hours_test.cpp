@@ -39,9 +39,10 @@ Sample sample(uint64_t time, const Wind& wind, int rate = RATE) {
 
 /// A record each tenth of a second.
 std::vector<Sample> half_hour(const std::function<Wind(int)>& wind, int records = RECORDS) {
-  std::vector<Sample> samples;
+  std::vector<Sample> samples(static_cast<size_t>(records));
   for (int i = 0; i < records; ++i) {
-    samples.push_back(sample(START + static_cast<uint64_t>(i) * NS / RATE, wind(i)));
+    const auto number = static_cast<size_t>(i);
+    samples[number] = sample(START + number * NS / RATE, wind(i));
   }
   return samples;
 }

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <sstream>
@@ -80,10 +81,10 @@ std::string slots_of(const std::vector<Sample>& samples) {
 
 /// Records at 4 Hz with their times in intervals.
 std::vector<Sample> at_intervals(const std::vector<double>& times) {
-  std::vector<Sample> samples;
-  for (const double time : times) {
-    samples.push_back(at(MINUTE + static_cast<uint64_t>(std::llround(time * NS / 4))));
-  }
+  std::vector<Sample> samples(times.size());
+  std::transform(times.begin(), times.end(), samples.begin(), [](double time) {
+    return at(MINUTE + static_cast<uint64_t>(std::llround(time * NS / 4)));
+  });
   return samples;
 }
 

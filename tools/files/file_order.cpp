@@ -22,7 +22,7 @@ namespace {
 
 constexpr uint64_t NO_TIME = UINT64_MAX;
 constexpr uint64_t NANOSECONDS_PER_HALF_HOUR = SECONDS_PER_HALF_HOUR * NANOSECONDS_PER_SECOND;
-constexpr uint64_t MAX_CLOCK_AHEAD = 24 * 3600 * NANOSECONDS_PER_SECOND;
+constexpr uint64_t MAX_CLOCK_AHEAD = 48 * NANOSECONDS_PER_HALF_HOUR;
 
 struct File {
   std::string path;

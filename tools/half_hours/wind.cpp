@@ -14,7 +14,8 @@ constexpr double DEGREES_PER_RADIAN = 57.295779513082320877;
 constexpr size_t GUST_SECONDS = 3;
 constexpr uint64_t GUST_NANOSECONDS = uint64_t{GUST_SECONDS} * NANOSECONDS_PER_SECOND;
 // Speeds are added up as whole numbers, so that a window's sum is the same wherever it came from.
-constexpr double PARTS_PER_SPEED = 1e9;
+// They are so small that it does not matter that the rest of each is cut off.
+constexpr double PARTS_PER_SPEED = 1e10;
 
 double yamartino(double mean_sine, double mean_cosine) {
   const double b = 2 / std::sqrt(3.0) - 1;
@@ -54,7 +55,7 @@ HorizontalWind horizontal_wind_of(const Series& series) {
     const double v = series.values[V][i] / PARTS;
     const double speed = std::sqrt(u * u + v * v);
     sum += speed;
-    speeds[i] = static_cast<int64_t>(speed * PARTS_PER_SPEED + 0.5);
+    speeds[i] = static_cast<int64_t>(speed * PARTS_PER_SPEED);
     if (speed == 0) continue;  // from nowhere
     sines += u / speed;
     cosines += v / speed;

@@ -39,8 +39,8 @@ class Envelope {
   double mean(uint64_t values) const { return _sum / static_cast<double>(values); }
 
  private:
-  double _low = INFINITY;
-  double _high = -INFINITY;
+  double _low = HUGE_VAL;
+  double _high = -HUGE_VAL;
   double _sum = 0;
 };
 

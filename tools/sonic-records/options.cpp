@@ -149,7 +149,7 @@ class OptionTable {
   }
 
   // An option that only some tasks have; `whose` names them.
-  Option of(std::vector<Task> tasks, const char* whose, Option option) {
+  Option of(const std::vector<Task>& tasks, const char* whose, Option option) {
     option.set = [this, tasks, whose, name = option.name,
                   set = option.set](const std::string& value) {
       set(value);
