@@ -92,7 +92,8 @@ archive_is_right
 echo "Half-hour fluxes are those of the files, which have zeros at the end"
 for station in mast-*; do
   sonic-ask half_hours station="$station" "${period[@]}" >asked
-  diff <(sonic-records --half-hours "$station"/* | columns $(head -n 1 asked) |
+  read -ra names <asked
+  diff <(sonic-records --half-hours "$station"/* | columns "${names[@]}" |
     sed -E 's/(\.[0-9]*[1-9])0+\b/\1/g; s/\.0+\b//g') asked
 done
 

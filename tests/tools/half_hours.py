@@ -18,9 +18,9 @@ import numpy
 
 LINE = re.compile(rb"^(DATA_SONIC\t(\d{1,10})\t(\d{1,9})((?:\t-?\d+\.\d+){5})\t(\d+)\t)([ \d]{3})$")
 NAMES = """records expected percent faults gaps spikes u v w sos ts speed speed_scalar direction
-sd_direction gust cov_uu cov_uv cov_uw cov_ut cov_vv cov_vw cov_vt cov_ww cov_wt cov_tt sd_u sd_v sd_w
-sd_ts uw vw wt ustar tke skew_w kurt_w skew_ts kurt_ts steady_uw steady_wt itc_u itc_w flag_uw flag_wt
-L zL""".split()
+sd_direction gust cov_uu cov_uv cov_uw cov_ut cov_vv cov_vw cov_vt cov_ww cov_wt cov_tt sd_u sd_v
+sd_w sd_ts uw vw wt ustar tke skew_w kurt_w skew_ts kurt_ts steady_uw steady_wt itc_u itc_w flag_uw
+flag_wt L zL""".split()
 DIGITS = {**dict.fromkeys("records expected faults gaps spikes flag_uw flag_wt".split(), 0),
           **dict.fromkeys("percent direction sd_direction L".split(), 2),
           **dict.fromkeys("steady_uw steady_wt itc_u itc_w".split(), 1),
@@ -40,11 +40,13 @@ def rounded(value, digits):
 
 def cell(name, value):
     digits = DIGITS.get(name, 6 if name.startswith("cov_") else 4)
-    return "" if value is None or numpy.isnan(value) else f"{rounded(LONG(value), digits):.{digits}f}"
+    if value is None or numpy.isnan(value):
+        return ""
+    return f"{rounded(LONG(value), digits):.{digits}f}"
 
 
 def read(paths):
-    """Rows of time, u, v, w, sos, ts, whether there is a fault, and the rate; sorted, none twice."""
+    """Rows of time, u, v, w, sos, ts, whether there is a fault, and the rate; sorted, each once."""
     found = set()
     for path in paths:
         rate = 0
@@ -149,7 +151,8 @@ def quality(row, time, axes, start, length, options):
                 wanted = model(row["zL"], row["ustar"], options.latitude, *numbers)
                 if wanted is not None:
                     row[name] = abs((wanted - sd / row["ustar"]) / wanted) * 100
-    row["flag_uw"] = flag_of(row, row["percent"], "steady_uw", *(["itc_u"] if tests else []), *tests)
+    along = ["itc_u"] if tests else []
+    row["flag_uw"] = flag_of(row, row["percent"], "steady_uw", *along, *tests)
     row["flag_wt"] = flag_of(row, row["percent"], "steady_wt", *tests)
 
 
@@ -188,8 +191,10 @@ def statistics(records, start, length, options):
         row["direction"] = 0 if rounded(degrees, 2) == 360 else degrees
     angles = numpy.arctan2(u, v)[horizontal > 0]
     if len(angles):
-        e = numpy.sqrt(max(1 - numpy.sin(angles).mean() ** 2 - numpy.cos(angles).mean() ** 2, LONG(0)))
-        row["sd_direction"] = (numpy.arcsin(e) * (1 + (2 / numpy.sqrt(LONG(3)) - 1) * e**3) * 180 / PI)
+        sine, cosine = numpy.sin(angles).mean(), numpy.cos(angles).mean()
+        e = numpy.sqrt(max(1 - sine ** 2 - cosine ** 2, LONG(0)))
+        yamartino = numpy.arcsin(e) * (1 + (2 / numpy.sqrt(LONG(3)) - 1) * e**3)
+        row["sd_direction"] = yamartino * 180 / PI
     row["gust"] = gust_of(time, horizontal, rate)
     quantities = {"u": u, "v": v, "w": w, "t": ts}
     for a in "uvwt":

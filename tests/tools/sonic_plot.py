@@ -1,4 +1,4 @@
-"""What the figures of sonic-plot contain, and what they are made from: sonic_plot.py MODULES-FOLDER"""
+"""What the figures of sonic-plot contain, and what they are made from: sonic_plot.py FOLDER"""
 
 import sys
 import unittest
@@ -23,8 +23,8 @@ NAN = numpy.nan
 
 def seconds(values):
     """Dates of a figure, in seconds after START."""
-    return numpy.round((numpy.asarray(values) - dates.date2num(numpy.datetime64(START, "ns"))) * 86400,
-                       3).tolist()
+    start = dates.date2num(numpy.datetime64(START, "ns"))
+    return numpy.round((numpy.asarray(values) - start) * 86400, 3).tolist()
 
 
 def same(values, expected):

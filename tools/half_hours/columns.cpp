@@ -52,8 +52,8 @@ const std::vector<StatisticsColumn> STATISTICS_COLUMNS = {
     {"itc_w", &S::itc_w, TEST_DIGITS},
     {"flag_uw", &S::flag_uw, 0},
     {"flag_wt", &S::flag_wt, 0},
-    {"L", &S::L, 2},
-    {"zL", &S::zL, 4},
+    {"L", &S::obukhov_length, 2},
+    {"zL", &S::stability, 4},
 };
 
 const std::vector<StatisticsColumn> AMERIFLUX_COLUMNS = {
@@ -68,8 +68,8 @@ const std::vector<StatisticsColumn> AMERIFLUX_COLUMNS = {
     {"T_SONIC", &S::ts, 4},
     {"T_SONIC_SIGMA", &S::sd_ts, 4},
     {"TAU", &S::tau, FLUX_DIGITS},
-    {"MO_LENGTH", &S::L, 2},
-    {"ZL", &S::zL, 4},
+    {"MO_LENGTH", &S::obukhov_length, 2},
+    {"ZL", &S::stability, 4},
 };
 
 }  // namespace sonic::records

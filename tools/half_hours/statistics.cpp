@@ -135,7 +135,7 @@ void describe_turbulence(Statistics& row, const Series& series, const Moments& m
   const Turbulence turbulence = turbulence_of(c, row.ts, options.site);
   row.ustar = turbulence.friction_velocity;
   row.itc_u = turbulence.deviation_u, row.itc_w = turbulence.deviation_w;
-  row.L = turbulence.obukhov_length, row.zL = turbulence.stability;
+  row.obukhov_length = turbulence.obukhov_length, row.stability = turbulence.stability;
   row.tau = turbulence.stress;
 
   const Stationarity stationarity(series, row.start, options.period);

@@ -47,7 +47,7 @@ struct Statistics {
   // Quality, in percent, and flags; then what needs a height or a pressure.
   double steady_uw = NAN, steady_wt = NAN, itc_u = NAN, itc_w = NAN;
   double flag_uw = NAN, flag_wt = NAN;
-  double L = NAN, zL = NAN;
+  double obukhov_length = NAN, stability = NAN;
   double tau = NAN;
 };
 

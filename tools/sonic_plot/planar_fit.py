@@ -17,7 +17,7 @@ def usable(table):
 
 
 def fit(u, v, w):
-    """b0, b1 and b2 of w = b0 + b1 u + b2 v by least squares; nothing where the winds do not tell."""
+    """b0, b1 and b2 of w = b0 + b1 u + b2 v by least squares; None where the winds are too few."""
     if len(u) < LEAST_PERIODS:
         return None
     spread = numpy.linalg.svd(numpy.column_stack([u - u.mean(), v - v.mean()]), compute_uv=False)

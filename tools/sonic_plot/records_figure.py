@@ -64,8 +64,8 @@ def draw_marks(panel, events, faults):
 
 
 def set_scale(panel, lowest, highest, lines, colour):
-    """Such that the few columns with a spike do not make all others flat. Where they leave the scale,
-    a small triangle points there."""
+    """Chooses a scale on which a few spikes do not flatten the rest. A small triangle marks each
+    column that leaves the scale."""
     low, high = numpy.nanpercentile(lowest, FEW), numpy.nanpercentile(highest, 100 - FEW)
     room = max(high - low, 0.1)
     across = panel.get_xaxis_transform()

@@ -37,8 +37,8 @@ def pieces(chunks, rate):
     """Records that follow each other without a fault, a lost record or a step back, some at a time:
     (whether a run begins, times, a row of values a quantity).
 
-    Stamps come late now and then, so a record is lost where it and all those of the next two seconds
-    are later than the ones before.
+    Stamps are late now and then, so a record is lost only where it and all those of the next two
+    seconds are later than the ones before.
     """
     time, fault = numpy.zeros(0, "int64"), numpy.zeros(0, bool)
     values = numpy.zeros((len(QUANTITIES), 0))
@@ -104,8 +104,8 @@ def turned(values, mean):
 
 
 def spectra(source, rate, mean_winds):
-    """Of the records of a source; nothing where no run is long enough. `mean_winds` are those of the
-    half hours, by their start; each segment is turned by that of its first record."""
+    """Spectra of the records of a source, or None where no run is long enough. `mean_winds` are
+    those of the half hours, by their start; each segment is turned by that of its first record."""
     longest = longest_run(source.records(), rate)
     if longest < SHORTEST:
         return None

@@ -28,9 +28,9 @@ namespace {
 
 constexpr auto MIN_QUIET = std::chrono::hours(1);
 // Of zstd. With its usual level 3, half hours of wind become larger than with gzip. Level 9 makes
-// them an eighth smaller, in 20 MB of memory. Level 19 would save a third, but needs 60 MB and takes
-// forty times as long, which is a minute for each half hour on a small ARM: doc/performance.md has
-// the figures.
+// them an eighth smaller, in 20 MB of memory. Level 19 would save a third, but needs 60 MB and
+// takes forty times as long, which is a minute for each half hour on a small ARM:
+// doc/performance.md has the figures.
 constexpr const char* OPTIONS = "-9qc";
 
 [[noreturn]] void fail(int error, const fs::path& path, const char* what) {
