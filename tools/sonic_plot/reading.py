@@ -2,14 +2,12 @@
 
 import itertools
 import json
-import shutil
 import subprocess
 import sys
-from pathlib import Path
 
 import numpy
 
-from sonic_plot import Unusable
+from sonic_plot import sonic_records
 
 NS = 10**9
 RECORD_COLUMNS = numpy.dtype([("seconds", "i8"), ("nanoseconds", "i4"), ("u", "f8"), ("v", "f8"),
@@ -33,11 +31,7 @@ class Source:
     def run(self, *arguments, is_first=False):
         """Starts sonic-records, which is beside this program or on the search path. It says what is
         wrong with a file in each run; the first one is heard."""
-        beside = Path(sys.argv[0]).parent / "sonic-records"
-        program = str(beside) if beside.is_file() else shutil.which("sonic-records")
-        if program is None:
-            raise Unusable("sonic-records is missing")
-        return subprocess.Popen([program, *self.span, *arguments, "--", *self.paths],
+        return subprocess.Popen([sonic_records(), *self.span, *arguments, "--", *self.paths],
                                 stdout=subprocess.PIPE,
                                 stderr=None if is_first else subprocess.DEVNULL)
 
