@@ -4,10 +4,13 @@
 #include <termios.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "base/descriptor.h"
+#include "port/request_order.h"
+#include "terminal/port_link.h"
 #include "terminal/pseudo_terminal.h"
 
 namespace sonic::port {
@@ -24,9 +27,12 @@ struct Request {
 /// and flushes are all seen. Failures are std::runtime_error.
 class OfferedPort {
  public:
-  OfferedPort(const std::string& link, unsigned int baud);
+  OfferedPort(const std::string& link, speed_t speed);
 
   const std::string& path() const { return _terminal.path(); }
+
+  /// As its user has set it last.
+  speed_t speed() const { return _speed; }
 
   /// To be waited for, at most for `patience` milliseconds (-1: as long as it takes).
   pollfd awaited(bool for_requests, bool for_room) const;
@@ -37,6 +43,9 @@ class OfferedPort {
   bool notice(const pollfd& awaited);
 
   bool in_use() const { return _in_use; }
+
+  /// Whether its last user has left it exclusive, so that nobody can open it any more.
+  bool is_closed_to_all() const { return _is_closed_to_all; }
 
   /// The next requests, possibly none: some of what the kernel reports asks for nothing.
   std::vector<Request> requests();
@@ -52,15 +61,19 @@ class OfferedPort {
 
   void take_packet(std::vector<Request>& requests);
   void take_speed(std::vector<Request>& requests);
-  bool was_written_first() const;
-  void forget_writes() const;
-  void forget_unread() const;
+  void take_keys(std::vector<Request>& requests);
+  void forget_unread();
   void ask_for_reports();
+  termios settings() const;
+  void set(const termios& settings) const;
 
   PseudoTerminal _terminal;
-  Descriptor _events;  // inotify: opened, written to
-  Descriptor _order;   // epoll: of what has happened first, a write or a change of the settings
+  Descriptor _opened;  // inotify
+  RequestOrder _order;
+  std::optional<PortLink> _link;
   bool _in_use = false;
+  bool _opened_by_us = false;
+  bool _is_closed_to_all = false;
   bool _reports = false;  // of changed settings
   Clock::time_point _last_change;
   speed_t _speed;

@@ -39,8 +39,9 @@ std::string text_of(speed_t speed) {
 Relay::Relay(const Options& options, Log log)
     : _log(log),
       _trace(options.trace),
+      _link(options.link),
       _device(options.device, speed_code(FIRST_BAUD).value(), log),
-      _port(options.link, FIRST_BAUD),
+      _port(std::make_unique<OfferedPort>(_link, speed_code(FIRST_BAUD).value())),
       _stamper([this](uint64_t arrival_ns) {
         if (_trace) _stamped.push_back(arrival_ns);
       }),
@@ -55,15 +56,16 @@ void Relay::run(int stop) {
     const bool busy = full || !_requests.empty();
     pollfd awaited[] = {{stop, POLLIN, 0},
                         {_device.fd(), static_cast<short>(full ? POLLIN | POLLOUT : POLLIN), 0},
-                        _port.awaited(!busy, !_queue.front().empty())};
+                        _port->awaited(!busy, !_queue.front().empty())};
     if (poll(awaited, std::size(awaited), patience()) == -1 && errno != EINTR)
       throw_error(errno, {"poll: "});
     const auto& [stopped, device, port] = awaited;
     if (stopped.revents != 0) break;
     if ((device.revents & POLLOUT) != 0) send_keys();
     // What has come at the same time as a flush is taken for newer.
-    if (_port.notice(port)) forget_input();
-    if (port.revents != 0 || _port.patience() != -1) take_requests();
+    if (_port->notice(port)) forget_input();
+    if (port.revents != 0 || _port->patience() != -1) take_requests();
+    if (_port->is_closed_to_all()) renew_port();
     serve_requests();
     if ((device.revents & ~POLLOUT) != 0) take_from_instrument();
     release_overdue();
@@ -76,10 +78,10 @@ void Relay::run(int stop) {
 // due.
 int Relay::patience() const {
   if (_keys.empty() && !_requests.empty()) return static_cast<int>(UNTIL_SENT.count());
-  if (!_stamper.is_holding()) return _port.patience();
+  if (!_stamper.is_holding()) return _port->patience();
   const auto left = std::chrono::ceil<milliseconds>(_last_arrival + MAX_HOLD - Clock::now());
   const int hold = std::max(0, static_cast<int>(left.count()));
-  return _port.patience() == -1 ? hold : std::min(hold, _port.patience());
+  return _port->patience() == -1 ? hold : std::min(hold, _port->patience());
 }
 
 void Relay::take_from_instrument() {
@@ -88,7 +90,7 @@ void Relay::take_from_instrument() {
   if (bytes.empty()) return;
   _last_arrival = Clock::now();
   const std::string passed = _stamper.take(bytes, arrival_ns);
-  if (_port.in_use()) _queue.push(passed);
+  if (_port->in_use()) _queue.push(passed);
 }
 
 // A line that is under way gets no stamp when its beginning is lost.
@@ -103,11 +105,11 @@ void Relay::release_overdue() {
   take_from_instrument();
   if (Clock::now() < _last_arrival + MAX_HOLD) return;
   const std::string released = _stamper.release();
-  if (_port.in_use()) _queue.push(released);
+  if (_port->in_use()) _queue.push(released);
 }
 
 void Relay::hand_over() {
-  if (!_queue.front().empty() && _port.in_use()) _queue.pop(_port.write(_queue.front()));
+  if (!_queue.front().empty() && _port->in_use()) _queue.pop(_port->write(_queue.front()));
   for (const uint64_t arrival_ns : std::exchange(_stamped, {})) {
     char line[80];
     std::snprintf(line, sizeof line, "stamped %" PRIu64 ".%09" PRIu64 ", %.3f ms later",
@@ -120,14 +122,20 @@ void Relay::hand_over() {
 // Of a user that has gone, everything: nothing will wake this program up for the rest.
 void Relay::take_requests() {
   do {
-    for (const Request& request : _port.requests()) {
+    for (const Request& request : _port->requests()) {
       if (request.what == Request::What::FLUSH) {
         forget_input();
       } else {
         _requests.push_back(request);
       }
     }
-  } while (!_port.in_use() && _port.has_more());
+  } while (!_port->in_use() && _port->has_more());
+}
+
+// A real port is open to all again when its last user closes it.
+void Relay::renew_port() {
+  _port = std::make_unique<OfferedPort>(_link, _port->speed());
+  _log("its last user left the port exclusive: offering " + path() + " from now on");
 }
 
 // Does not wait until the keys before a change of speed have left, which takes seconds at 4800

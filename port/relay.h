@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,7 @@ class Relay {
   ~Relay();
 
   /// Of the offered port, such as "/dev/pts/3".
-  const std::string& path() const { return _port.path(); }
+  const std::string& path() const { return _port->path(); }
 
   /// Returns when `stop`, a descriptor, can be read. Throws when the device is gone.
   void run(int stop);
@@ -35,6 +36,7 @@ class Relay {
 
   void take_from_instrument();
   void take_requests();
+  void renew_port();
   void serve_requests();
   void send_keys();
   void set_speed(speed_t speed);
@@ -46,8 +48,9 @@ class Relay {
 
   const Log _log;
   const bool _trace;
+  const std::string _link;
   SerialDevice _device;
-  OfferedPort _port;
+  std::unique_ptr<OfferedPort> _port;
   Stamper _stamper;
   LineQueue _queue;               // for the port's user
   std::deque<Request> _requests;  // that wait for the keys before them

@@ -29,13 +29,16 @@ bool all_sent(int fd) {
   return ioctl(fd, TIOCOUTQ, &waiting) == -1 || waiting == 0;
 }
 
+[[noreturn]] void throw_busy(const std::string& path) {
+  throw_error(EBUSY, {path, " cannot be opened, 'fuser -v ", path, "' shows who uses it: "});
+}
+
 // The exclusive use keeps other users out, the lock other programs of root's.
 Descriptor open_device(const std::string& path) {
   Descriptor device(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (!device.is_open() && errno == EBUSY) throw_busy(path);
   if (!device.is_open()) throw_error(errno, {path, " cannot be opened: "});
-  if (flock(device.get(), LOCK_EX | LOCK_NB) == -1) {
-    throw_error(EBUSY, {path, " cannot be opened: "});
-  }
+  if (flock(device.get(), LOCK_EX | LOCK_NB) == -1) throw_busy(path);
   if (ioctl(device.get(), TIOCEXCL) == -1) throw_error(errno, {path, " is no serial port: "});
   return device;
 }

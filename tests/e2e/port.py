@@ -5,6 +5,8 @@ test itself is at both ends: it writes to self.instrument what an instrument wou
 from self.user what the daemon would get.
 """
 
+import contextlib
+import fcntl
 import pty
 import select
 import socket
@@ -56,7 +58,8 @@ class LineTest(unittest.TestCase):
         os.environ["NOTIFY_SOCKET"] = str(RUN / "supervisor")
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as supervisor:
             supervisor.bind(os.environ["NOTIFY_SOCKET"])
-            self.driver = Process("sonic-port", "--link", "/dev/ttyS1", "/dev/instrument")
+            self.driver = Process("setpriv", "--bounding-set=-sys_admin", "sonic-port",
+                                  "--link", "/dev/ttyS1", "/dev/instrument")
             self.assertEqual(b"READY=1", supervisor.recv(99))
         self.open()
 
@@ -112,6 +115,60 @@ class LineTest(unittest.TestCase):
         self.assertEqual(termios.B38400, speed(self.instrument))
         self.assertEqual(keys, len(read(self.instrument)))
         self.assertEqual(termios.B9600, speed(self.instrument))
+
+    def test_keys_and_changes_of_speed_at_once(self):
+        os.close(self.user)
+        for acts in ["open write speed", "open speed write", "open write close open speed",
+                     "open speed close open write", "open other write speed",
+                     "open other speed write", "open speed other write", "open write other speed"]:
+            time.sleep(0.1)
+            self.fill_device()
+            self.driver.signal(signal.SIGSTOP)
+            for act in acts.split():
+                getattr(self, act)()
+            self.driver.signal(signal.SIGCONT)
+            time.sleep(0.3)
+            written_first = acts.index("write") < acts.index("speed")
+            self.assertEqual(self.found[5] if written_first else termios.B9600,
+                             speed(self.instrument), acts)
+            self.assertEqual(b"X", read(self.instrument, 0.2).replace(b"#", b""), acts)
+            self.assertEqual(termios.B9600, speed(self.instrument), acts)
+            set_speed(self.user, self.found[5])
+            self.close()
+
+    def fill_device(self):
+        """Keys stay where they are until the instrument reads, and so does a speed after them."""
+        device = os.open("/dev/instrument", os.O_WRONLY | os.O_NOCTTY | os.O_NONBLOCK)
+        for _ in range(5):  # the kernel makes room by moving what it has
+            with contextlib.suppress(BlockingIOError):
+                while True:
+                    os.write(device, b"#")
+            time.sleep(0.02)
+        os.close(device)
+
+    def close(self):
+        os.close(self.user)
+
+    def write(self):
+        os.write(self.user, b"X")
+
+    def speed(self):
+        set_speed(self.user, termios.B9600)
+
+    def other(self):
+        """Another program opens the port."""
+        os.close(os.open("/dev/ttyS1", os.O_RDWR | os.O_NOCTTY))
+
+    def test_user_that_wants_the_port_alone(self):
+        set_speed(self.user, termios.B9600)
+        fcntl.ioctl(self.user, termios.TIOCEXCL)
+        os.write(self.user, b"X")
+        os.close(self.user)
+        self.driver.wait_for("offering /dev/pts/")
+        self.assertEqual(b"X", read(self.instrument, 0.9, 1))
+        self.open()
+        self.assertEqual((termios.B9600, termios.B9600), (speed(self.user), speed(self.instrument)))
+        self.test_every_byte_passes_at_once()
 
     def test_nothing_old_is_read(self):
         self.send_part()
