@@ -42,11 +42,30 @@ touch -d '2 hours ago' data/*
 touch -d '59 minutes ago' data/$newest  # not the newest of its instrument now
 ln -s $first data/1699997400.sonic.1
 exec 3>>data/$first
-sonicd-compress data | grep -q "being written to"
+sonicd-compress data | grep -q "in use"
 holds 1699997400.sonic.1 1699999200.sonic.1 $first "${others[@]}"
 exec 3>&-
 sonicd-compress data >/dev/null
 holds 1699997400.sonic.1 1699999200.sonic.1 $first.zst "${others[@]}"
+
+# Somebody opens a file for writing while it is compressed: it is left, the next one is not, and who
+# opened it does not wait. A copy that root makes belongs to the file's owner.
+fresh
+cp -p data/$first data/1699999200.sonic.1
+chown qelta:qelta data/*
+mkdir slow
+printf '#!/bin/sh\nif [ -e hold ]; then sleep 5; fi\nexec %s "$@"\n' "$(command -v zstd)" >slow/zstd
+chmod +x slow/zstd
+touch hold
+PATH=$PWD/slow:$PATH sonicd-compress data >messages &
+until [[ -e data/.1699999200.sonic.1.zst.part ]]; do sleep 0.1; done
+rm hold
+timeout 2 sh -c 'echo more >>data/1699999200.sonic.1'
+wait $!
+grep -q '^data/1699999200.sonic.1: left as it is, in use' messages
+holds .1699999200.sonic.1.zst.part 1699999200.sonic.1 $first.zst $newest
+[[ $(stat -c %U:%G data/$first.zst) == qelta:qelta ]]
+tail -n 1 data/1699999200.sonic.1 | grep -q more
 
 # Killed at any moment: each record is there, once, and the next run ends the work.
 for round in {1..60}; do
@@ -57,8 +76,8 @@ for round in {1..60}; do
   wait $! 2>/dev/null || true
   sonic-records data/1700001000* 2>/dev/null | cmp table - ||
     { echo "round $round"; ls -lA data; exit 1; }
-  # A program that was being started holds the folder until it runs.
-  until sonicd-compress data >/dev/null 2>&1; do sleep 0.1; done
+  # What was killed may take a moment to end, and has the file in use so long.
+  while [[ -e data/$first ]]; do sonicd-compress data >/dev/null; done
   is_compressed
 done
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -33,6 +34,10 @@ constexpr auto MIN_QUIET = std::chrono::hours(1);
 // doc/performance.md has the figures.
 constexpr const char* OPTIONS = "-9qc";
 
+// A copy that is being made has the file's name between these.
+const std::string PART_BEGIN = ".";
+const std::string PART_END = ".zst.part";
+
 [[noreturn]] void fail(int error, const fs::path& path, const char* what) {
   throw_error(error, {path.native(), ": ", what, ": "});
 }
@@ -48,9 +53,17 @@ void sync(const fs::path& path) {
   if (fsync(file.get()) == -1) fail(errno, path, "cannot sync");
 }
 
+// Of a copy that root makes, too. Any other user's group need not be the file's.
+void keep_rights(const Descriptor& copy, const struct stat& original, const fs::path& path) {
+  if (fchown(copy.get(), original.st_uid, original.st_gid) == -1 && errno != EPERM) {
+    fail(errno, path, "cannot change the owner");
+  }
+  if (fchmod(copy.get(), original.st_mode) == -1) fail(errno, path, "cannot change the mode");
+}
+
 // Runs zstd from `file` to `part`, which must not exist yet.
 void run_zstd(const fs::path& file, const fs::path& part, const struct stat& original) {
-  const Descriptor out = open_or_fail(part, O_WRONLY | O_CREAT | O_EXCL, original.st_mode);
+  const Descriptor out = open_or_fail(part, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   // Opened again: the child must not hold our lease when we are gone.
@@ -64,6 +77,7 @@ void run_zstd(const fs::path& file, const fs::path& part, const struct stat& ori
   posix_spawn_file_actions_destroy(&actions);
   if (error != 0) fail(error, "zstd", "cannot start");
   if (Child(pid).wait() != 0) throw std::runtime_error(file.string() + ": zstd failed");
+  keep_rights(out, original, part);
   // Tools that copy by time take it for the same age.
   const timespec times[] = {original.st_mtim, original.st_mtim};
   futimens(out.get(), times);
@@ -76,9 +90,13 @@ Comparison compare_copy(const fs::path& file, const fs::path& copy) try {
   return Comparison::DIFFERENT;
 }
 
+fs::path part_of(const fs::path& file) {
+  return file.parent_path() / (PART_BEGIN + file.filename().string() + PART_END);
+}
+
 // Makes a complete and verified `target` that is on the disk before it has its name.
 void make_copy(const fs::path& file, const fs::path& target, const struct stat& original) {
-  const fs::path part = file.parent_path() / ("." + file.filename().string() + ".zst.part");
+  const fs::path part = part_of(file);
   fs::remove(part);  // of an interrupted run, whose zstd may still write to it
   try {
     run_zstd(file, part, original);
@@ -100,7 +118,7 @@ bool is_data_file(const fs::path& path) {
   const std::string expected = std::string(MODEL_TAG) + "\t";
   std::string begin(expected.size(), '\0');
   file.read(begin.data(), static_cast<std::streamsize>(begin.size()));
-  return !file.is_open() || begin == expected;  // that it cannot be opened is said later
+  return begin == expected;
 }
 
 fs::path numbered(const fs::path& file, int n) {
@@ -127,19 +145,34 @@ std::vector<fs::path> finished_files(const fs::path& folder) {
     for (const auto& [start, path] : starts) {
       std::error_code error;  // somebody may have taken it away meanwhile
       const auto written = fs::last_write_time(path, error);
-      if (!error && now - written > MIN_QUIET && is_data_file(path)) finished.push_back(path);
+      if (!error && now - written > MIN_QUIET) finished.push_back(path);
     }
   }
   std::sort(finished.begin(), finished.end());
   return finished;
 }
 
-bool compress_file(const fs::path& file) {
+void remove_unfinished_copies(const fs::path& folder) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    const std::string name = entry.path().filename().string();
+    if (!name.starts_with(PART_BEGIN) || !name.ends_with(PART_END)) continue;
+    const size_t length = name.size() - PART_BEGIN.size() - PART_END.size();
+    std::error_code ignored;  // another run may have been faster
+    if (!fs::exists(folder / name.substr(PART_BEGIN.size(), length))) {
+      fs::remove(entry.path(), ignored);
+    }
+  }
+}
+
+std::string compress_file(const fs::path& file) {
   const Descriptor plain = open_or_fail(file, O_RDONLY | O_NOFOLLOW);
+  if (!is_data_file(file)) return "does not begin as a data file does";
+  // Two at once would take each other's unfinished copies.
+  if (flock(plain.get(), LOCK_EX | LOCK_NB) == -1) return IN_USE;
   // It is refused while somebody has the file open for writing. When the daemon opens it, which it
   // does if the clock was set back, we are ended by the signal for that before it goes on.
   if (fcntl(plain.get(), F_SETLEASE, F_RDLCK) == -1) {
-    if (errno == EAGAIN) return false;
+    if (errno == EAGAIN) return IN_USE;
     fail(errno, file, "cannot tell whether it is written to");
   }
   struct stat original {};
@@ -164,7 +197,7 @@ bool compress_file(const fs::path& file) {
   if (unlink(file.c_str()) == -1) fail(errno, file, "cannot remove");
   std::cout << copy.string() << ": " << original.st_size << " bytes, now " << fs::file_size(copy)
             << std::endl;
-  return true;
+  return "";
 }
 
 }  // namespace sonic::compress

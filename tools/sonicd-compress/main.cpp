@@ -1,12 +1,15 @@
-#include <fcntl.h>
-#include <sys/file.h>
+#include <sys/prctl.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 #include "base/command_line.h"
-#include "base/descriptor.h"
 #include "base/error.h"
+#include "tools/sonicd-compress/child.h"
 #include "tools/sonicd-compress/compress.h"
 
 namespace sonic::compress {
@@ -29,26 +32,50 @@ command line.
 
 void complain(const std::string& text) { std::cerr << PROGRAM << ": " << text << std::endl; }
 
+void report_left(const std::filesystem::path& file, const std::string& why) {
+  if (!why.empty()) std::cout << file.string() << ": left as it is, " << why << std::endl;
+}
+
+// Ends with its parent.
+[[noreturn]] void work_as_child(const std::filesystem::path& file, pid_t parent) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) _exit(EXIT_FAILURE);
+  std::signal(SIGIO, SIG_DFL);
+  int status = EXIT_SUCCESS;
+  try {
+    report_left(file, compress_file(file));
+  } catch (const std::runtime_error& error) {
+    complain(error.what());
+    status = EXIT_FAILURE;
+  }
+  _exit(status);
+}
+
+// The kernel ends who works on a file as soon as another program opens it for writing: that must
+// not be the end of all the work.
+bool compress_in_child(const std::filesystem::path& file) {
+  const pid_t parent = getpid();
+  const pid_t pid = fork();
+  if (pid == -1) throw_error(errno, {"cannot start a process: "});
+  if (pid == 0) work_as_child(file, parent);
+  const int status = Child(pid).wait();
+  if (!WIFSIGNALED(status)) return status == EXIT_SUCCESS;
+  if (WTERMSIG(status) == SIGIO) {
+    report_left(file, IN_USE);
+    return true;
+  }
+  complain(file.string() + ": " + strsignal(WTERMSIG(status)));
+  return false;
+}
+
 // Whether all went well; what did not is on standard error.
 bool compress_folder(const std::string& folder) try {
-  // Two at once would take each other's unfinished copies.
-  const Descriptor lock(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!lock.is_open() || flock(lock.get(), LOCK_EX | LOCK_NB) == -1) {
-    complain(error_text(errno, {folder, ": "}));
-    return false;
-  }
+  remove_unfinished_copies(folder);
   bool is_done = true;
-  for (const auto& file : finished_files(folder)) {
-    try {
-      if (!compress_file(file)) std::cout << file.string() << ": is being written to" << std::endl;
-    } catch (const std::runtime_error& error) {
-      complain(error.what());
-      is_done = false;
-    }
-  }
+  for (const auto& file : finished_files(folder)) is_done = compress_in_child(file) && is_done;
   return is_done;
 } catch (const std::filesystem::filesystem_error& error) {
-  complain(error.what());
+  complain(error.path1().string() + ": " + error.code().message());
   return false;
 }
 
