@@ -29,6 +29,14 @@ file(CREATE_LINK ../sonicd-room.timer ${CMAKE_CURRENT_BINARY_DIR}/sonicd-room.ti
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/sonicd-room.timer
         DESTINATION lib/systemd/system/timers.target.wants)
 install_configured(systemd/sonic-port@.service.in lib/systemd/system sonic-port@.service)
+# One fence for all: the first folder is that of every service whose name begins so.
+set(fence 10-fence.conf)
+install(FILES ${deploy}/systemd/fence.conf
+        DESTINATION lib/systemd/system/sonicd-.service.d RENAME ${fence})
+file(CREATE_LINK ../sonicd-.service.d/${fence} ${CMAKE_CURRENT_BINARY_DIR}/${fence} SYMBOLIC)
+foreach(unit sonicd@ sonic-port@)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${fence} DESTINATION lib/systemd/system/${unit}.service.d)
+endforeach()
 install(FILES ${deploy}/systemd/sonicd-sonic-port.conf
         DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd RENAME sonic-port.conf)
 install_configured(systemd/tmpfiles.conf.in lib/tmpfiles.d sonicd.conf)
