@@ -1,58 +1,46 @@
 #!/bin/bash
-# Makes the package of build folder $1, installs, upgrades, removes and purges it, in this machine's
-# root, overlaid.
-set -euo pipefail
-unshare --mount true 2>/dev/null || exit 77
+# Makes the package of build folder $1, installs, upgrades, removes and purges it: in a booted copy of
+# this machine.
+set -euxo pipefail
 [[ -e $1/live-page/index.html ]] || { echo "skipped: no live page, which needs npm"; exit 77; }
-[[ ${INSIDE-} ]] || INSIDE=1 exec unshare --mount --pid --fork --mount-proc "$0" "$@"
-
-checkout=$(realpath "$(dirname "$0")/../..")
-mount -t tmpfs tmpfs /mnt
-mkdir /mnt/{upper,work,root}
-mount -t overlay -o lowerdir=/,upperdir=/mnt/upper,workdir=/mnt/work overlay /mnt/root
-for folder in home run; do
-  mount -t tmpfs -o mode=755 tmpfs "/mnt/root/$folder"
-done
-for folder in /dev /proc "$checkout" "$1"; do
-  mkdir -p "/mnt/root$folder"
-  mount --rbind "$folder" "/mnt/root$folder"
-done
-
-chroot /mnt/root /bin/bash -euxo pipefail -s "$checkout" "$1" <<'TEXT'
+checkout=$PWD
 device=/home/qelta/device
 broker=/etc/mosquitto/conf.d
 units=/etc/systemd/system
 if getent passwd qelta; then userdel qelta; fi
-cd "$2"
+cd "$1"
 
 cpack -B /package
 dpkg -I /package/*.deb | grep 'Depends:.* libjsoncpp25 .* libmosquitto1 '
 if command -v lintian; then lintian --allow-root --fail-on error /package/*.deb; fi
 
 dpkg -i /package/*.deb
-[[ $(stat -c %U:%G $device $device/config.json | uniq) == qelta:qelta ]]
+[[ $(stat -c %U:%G $device) == qelta:qelta && -e $device/config.json ]]
 if man -w man; then
   systemd-analyze verify sonicd@ttyS1.service sonicd-watch@ttyS1.timer sonic-port@ttyS1.service \
     sonicd-compress.timer sonicd-room.timer
 fi
-for unit in sonicd sonicd-watch sonic-port; do
-  systemd-analyze security --offline=true --threshold=25 $unit@ttyS1.service
+for unit in {sonicd,sonicd-watch,sonic-port}@ttyS1 sonicd-{compress,room,send@device-ttyS2}; do
+  systemd-analyze security --threshold=25 $unit.service
 done
 sonic-simulator --help
 systemctl enable sonicd@ttyS1 sonic-port@ttyS1
 
-# The port driver is bound to the device that its configuration names.
+# The port driver is bound to the device that its configuration names, except in a container.
 echo 'DEVICE="/dev/serial/by-id/usb-1"' >/etc/default/sonic-port-ttyS1
-/lib/systemd/system-generators/sonic-port-generator /generated
+unshare --mount sh -c 'mount -t tmpfs tmpfs /sys && /lib/systemd/system-generators/sonic-port-generator /generated'
 grep 'BindsTo=dev-serial-by\\x2did-usb\\x2d1.device' /generated/sonic-port@ttyS1.service.d/device.conf
 [[ -L /generated/$(systemd-escape -p /dev/serial/by-id/usb-1).device.wants/sonic-port@ttyS1.service ]]
 
 echo mine | tee $device/config.json $device/1700001000.young_81000_v.01234 >$broker/local.conf
 echo mine >>$broker/sonicd.conf
+chown root:adm $device/config.json
+chmod 600 $device/config.json
 mkdir $units/sonicd@ttyS1.service.d
 touch $units/sonicd@ttyS1.service.d/override.conf
 dpkg -i /package/*.deb
 tail -n 1 $broker/sonicd.conf | grep mine
+[[ $(stat -c %U:%G:%a $device/config.json) == root:adm:600 ]]
 
 dpkg -r sonicd
 [[ ! -e /usr/sbin/sonicd ]]
@@ -61,16 +49,19 @@ dpkg -r sonicd
 [[ -L $units/multi-user.target.wants/sonicd@ttyS1.service ]]
 
 dpkg -P sonicd
-[[ $(find $broker -name '*sonicd*') == '' ]]
-[[ $(find $units /etc/default -name 'sonic*') == '' ]]
-[[ ! -e /usr/share/sonicd ]]
+[[ $(find $units $broker /etc/default /usr/share/sonicd /var/lib/systemd -name '*sonic*') == '' ]]
 [[ $(cat $device/config.json $device/17* $broker/local.conf | uniq) == mine ]]
 [[ $(stat -c %U $device) == qelta ]]
+
+# A data folder that is a link is left, and told of.
+mv $device /srv/data
+ln -s /srv/data $device
+dpkg -i /package/*.deb 2>&1 | grep 'Data on another disk'
+[[ $(dpkg-query -W -f '${Status}' sonicd) == *' installed' && -L $device ]]
 
 # Without what finds the libraries there is no package, and who follows the documents has it.
 dpkg --no-triggers --force-depends --remove dpkg-dev
 if cpack -B /guessed; then exit 1; fi
 dpkg --no-triggers --force-depends --remove file
-missing=$(setpriv --reuid nobody --clear-groups bash <"$1/script/bootstrap" 2>&1 || true)
+missing=$(setpriv --reuid nobody --clear-groups bash <"$checkout/script/bootstrap" 2>&1 || true)
 [[ $missing == *'install: file dpkg-dev' ]]
-TEXT

@@ -9,7 +9,10 @@ watch=$3
 cd "$DEVICE_RUN"
 cat >systemctl <<'TEXT'
 #!/bin/sh
-if [ "$1" = restart ]; then kill -INT "$(cat "/run/device/$2")"; fi
+case $1 in
+  restart) kill -INT "$(cat "/run/device/$2")" ;;
+  is-active) echo active ;;
+esac
 TEXT
 chmod +x systemctl
 PATH=$DEVICE_RUN:$PATH
