@@ -43,9 +43,19 @@ install_configured(systemd/tmpfiles.conf.in lib/tmpfiles.d sonicd.conf)
 install(FILES ${deploy}/systemd/sysusers.conf DESTINATION lib/sysusers.d RENAME sonicd.conf)
 install(FILES ${deploy}/mosquitto/00-sonicd.conf ${deploy}/mosquitto/sonicd.conf
         DESTINATION /etc/mosquitto/conf.d)
-install_configured(mosquitto/sonicd-live.conf.in /etc/mosquitto/conf.d sonicd-live.conf)
-install(FILES ${deploy}/mosquitto/sonicd-live.acl DESTINATION /etc/mosquitto)
-install(DIRECTORY ${LIVE_PAGE}/ DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd/live)
+file(STRINGS ${deploy}/debian/conffiles conffiles)
+if(SONIC_LIVE_PAGE)
+  install_configured(mosquitto/sonicd-live.conf.in /etc/mosquitto/conf.d sonicd-live.conf)
+  install(FILES ${deploy}/mosquitto/sonicd-live.acl DESTINATION /etc/mosquitto)
+  install(DIRECTORY ${LIVE_PAGE}/ DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd/live)
+  set(page_description " a live\npage that the broker serves on the device itself, port 8080,")
+else()
+  # A listener of an earlier package stays, and without the folder the broker would not start.
+  install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd/live)
+  list(FILTER conffiles EXCLUDE REGEX live)
+endif()
+list(JOIN conffiles "\n" conffiles)
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/conffiles "${conffiles}\n")
 install(FILES ${deploy}/config.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd)
 
 # The tools of the archive find what belongs to them beside themselves.
@@ -73,9 +83,17 @@ foreach(page IN LISTS man_pages)
   install_gzipped(${page} ${CMAKE_INSTALL_MANDIR}/man${section})
 endforeach()
 install_gzipped(${deploy}/debian/changelog ${CMAKE_INSTALL_DOCDIR})
-install(FILES ${deploy}/debian/copyright doc/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES doc/archive.md doc/data-format.md doc/exchange.md doc/half-hours.md doc/hardware.md
-        doc/scale-out.md doc/reliability.md doc/live.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+install(FILES ${deploy}/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# All documents but the one that is of use only in a checkout, and README.md beside them.
+file(GLOB documents CONFIGURE_DEPENDS doc/*.md doc/*.png)
+list(FILTER documents EXCLUDE REGEX development)
+install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+file(READ README.md readme)
+string(REGEX REPLACE "\\[([^]]*)\\]\\(doc/development.md\\)" "\\1" readme "${readme}")
+string(REPLACE "](doc/" "](" readme "${readme}")
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/installed/README.md "${readme}")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS README.md)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/installed/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 file(GLOB broker_examples CONFIGURE_DEPENDS ${deploy}/mosquitto/*.example)
 install(FILES ${broker_examples} DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
@@ -89,8 +107,7 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 data logger. Records go to half-hour files and to the MQTT broker on the
 device.
 .
-The package brings a unit for each port, the broker's configuration, a live
-page that the broker serves on the device itself, port 8080,
+The package brings a unit for each port, the broker's configuration,${page_description}
 sonic-port, which makes any serial port one that sonicd can use, and
 sonic-simulator, which plays the instrument on a pseudo-terminal.")
 # Libraries are found by dpkg-shlibdeps. Without the broker the program still writes its files; its
@@ -101,7 +118,10 @@ set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "mosquitto, mosquitto-clients, python3, zstd
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3-matplotlib, rsync, openssh-client, clickhouse-client")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
-    ${deploy}/debian/conffiles ${deploy}/debian/postinst
+    ${CMAKE_CURRENT_BINARY_DIR}/conffiles ${deploy}/debian/postinst
     ${deploy}/debian/prerm ${deploy}/debian/postrm)
+set(CPACK_SONIC_LIVE_PAGE ${SONIC_LIVE_PAGE})
+set(CPACK_SONIC_LIVE_PAGE_MISSING "${LIVE_PAGE_MISSING}")
+set(CPACK_VERBATIM_VARIABLES ON)  # the reason may have any character
 set(CPACK_PRE_BUILD_SCRIPTS ${deploy}/packing_tools.cmake)
 include(CPack)

@@ -7,7 +7,8 @@ foreach(tool dpkg dpkg-shlibdeps file)
   endif()
 endforeach()
 
-# The broker does not start without the page's folder, and nobody wants an empty one.
-if(NOT EXISTS ${CPACK_TEMPORARY_DIRECTORY}/usr/share/sonicd/live/index.html)
-  message(FATAL_ERROR "cpack needs the live page: script/bootstrap npm, then cmake and build again")
+# A listener whose folder is empty is of no use.
+if(CPACK_SONIC_LIVE_PAGE AND NOT EXISTS ${CPACK_TEMPORARY_DIRECTORY}/usr/share/sonicd/live/index.html)
+  message(FATAL_ERROR "No package without the live page, or else with cmake -DSONIC_LIVE_PAGE=OFF. "
+                      "When cmake ran last: ${CPACK_SONIC_LIVE_PAGE_MISSING}")
 endif()

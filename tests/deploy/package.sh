@@ -16,6 +16,8 @@ if command -v lintian; then lintian --allow-root --fail-on error /package/*.deb;
 
 dpkg -i /package/*.deb
 [[ $(stat -c %U:%G $device) == qelta:qelta && -e $device/config.json ]]
+# No link in the documents leads nowhere.
+(cd /usr/share/doc/sonicd && sed -n 's/.*](\([^):#]*\.[^):#]*\)).*/\1/p' ./*.md | sort -u | xargs ls -d)
 if man -w man; then
   systemd-analyze verify sonicd@ttyS1.service sonicd-watch@ttyS1.timer sonic-port@ttyS1.service \
     sonicd-compress.timer sonicd-room.timer
@@ -49,7 +51,8 @@ dpkg -r sonicd
 [[ -L $units/multi-user.target.wants/sonicd@ttyS1.service ]]
 
 dpkg -P sonicd
-[[ $(find $units $broker /etc/default /usr/share/sonicd /var/lib/systemd -name '*sonic*') == '' ]]
+[[ $(find $units $broker /etc/default /var/lib/systemd -name '*sonic*') == '' ]]
+[[ ! -e /usr/share/sonicd ]]
 [[ $(cat $device/config.json $device/17* $broker/local.conf | uniq) == mine ]]
 [[ $(stat -c %U $device) == qelta ]]
 
@@ -58,6 +61,18 @@ mv $device /srv/data
 ln -s /srv/data $device
 dpkg -i /package/*.deb 2>&1 | grep 'Data on another disk'
 [[ $(dpkg-query -W -f '${Status}' sonicd) == *' installed' && -L $device ]]
+
+# Without the page's libraries there is no package, which says why; without the page there is one.
+cd "$1"
+rm -rf live-page "$checkout/live/node_modules"
+printf '#!/bin/sh\necho no such registry >&2\nexit 1' >/npm
+chmod +x /npm
+cmake -DNPM=/npm . |& grep 'no such registry'
+[[ $(cpack -B /none 2>&1 || true) == *'no such registry'* ]]
+cmake -DSONIC_LIVE_PAGE=OFF .
+cpack -B /without-page
+dpkg -i /without-page/*.deb
+[[ -d /usr/share/sonicd/live && $(dpkg-query --control-show sonicd conffiles) != *live* ]]
 
 # Without what finds the libraries there is no package, and who follows the documents has it.
 dpkg --no-triggers --force-depends --remove dpkg-dev
