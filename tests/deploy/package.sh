@@ -23,7 +23,7 @@ if man -w man; then
     sonicd-compress.timer sonicd-room.timer
 fi
 for unit in {sonicd,sonicd-watch,sonic-port}@ttyS1 sonicd-{compress,room,send@device-ttyS2}; do
-  systemd-analyze security --threshold=25 $unit.service
+  systemd-analyze security --threshold=25 "$unit.service"
 done
 sonic-simulator --help
 systemctl enable sonicd@ttyS1 sonic-port@ttyS1
