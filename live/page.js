@@ -1,16 +1,39 @@
-'use strict';
-// Puts the page together: messages go to ports, ports are shown on cards.
+// Puts the page together: messages go to ports, ports are shown in a table and on cards.
+
+import {Port} from './model/port.js';
+import {Alarm} from './view/alarm.js';
+import {connectToBroker} from './view/connection.js';
+import {Entry} from './view/entry.js';
+import {Events} from './view/events.js';
+import {Feed} from './view/feed.js';
+import {setText} from './view/fields.js';
+import {recall, rememberOnLeaving} from './view/memory.js';
+import {Ports} from './view/ports.js';
 
 const UPDATE_MILLISECONDS = 250;
 const UPDATES_TO_A_DRAWING = 4;
+const UPDATES_TO_A_SORTING = 20;
 const QUIET_MILLISECONDS = 5000;  // between announcements: a line may come and go all day
+const SILENT_MILLISECONDS = 1500;  // after so long without a record the broker is asked
 
-const cards = new Map();  // by the port's name
-const events = new Events(document.querySelector('#events tbody'));
-const broker = {online: false, since: Date.now()};
+const memory = recall();
+const ports = new Ports(memory.unfolded);
+const lists = {};
+for (const kind of ['state', 'gap']) {
+  lists[kind] = new Events(document.querySelector(`#${kind}-events tbody`), memory[kind]);
+}
+const alarm = new Alarm(document.getElementById('alarm'), memory.told);
+const link = {online: false, since: Date.now(), heardAt: 0, askedAt: 0};
+let written = {stations: []};
+let pageName = '';
 
-const news = new Map();  // for who cannot see the page: of each port's state and status, the latest
+const news = new Map();  // for those who cannot see the page: the latest of each port
 let announcedAt = -QUIET_MILLISECONDS;
+
+/** The time by a clock that is never set, also after the page was loaded again. */
+function steadyNow() {
+  return performance.timeOrigin + performance.now();
+}
 
 function announce() {
   if (!news.size || performance.now() - announcedAt < QUIET_MILLISECONDS) return;
@@ -19,68 +42,99 @@ function announce() {
   announcedAt = performance.now();
 }
 
-/// The part of the page with a device's ports, in the order of names.
-function deviceSection(device) {
-  const main = document.querySelector('main');
-  const known = [...main.querySelectorAll('section.device')];
-  const found = known.find((section) => section.dataset.device === device);
-  if (found) return found;
-  const section = document.createElement('section');
-  section.className = 'device';
-  section.dataset.device = device;
-  const title = section.appendChild(document.createElement('h2'));
-  title.textContent = device || 'This device';
-  main.insertBefore(section, known.find((other) => other.dataset.device > device) || null);
-  return section;
+function entryOf(device, number) {
+  const known = ports.get(`${device}/${number}`);
+  if (known) return known;
+  const port = new Port(device, number, (kind, text) => {
+    lists[kind].add(port.name, text);
+    if (kind === 'state') news.set(port.name, `${port.name}: ${text}`);
+  }, link.since);
+  const remembered = memory.ports?.find((saved) =>
+    saved.device === device && saved.number === number);
+  if (remembered) port.restore(remembered);
+  const entry = new Entry(port, feed, () => update(true));
+  entry.setStations(written.stations);
+  entry.computeState(Date.now(), link);
+  ports.add(entry, Date.now());
+  return entry;
 }
 
-function cardOf(device, number) {
-  const key = `${device}/${number}`;
-  if (cards.has(key)) return cards.get(key);
-  const port = new Port(device, number, (text) => events.add(port.name, text), broker.since);
-  const card = new Card(port, (what, text) => news.set(`${key} ${what}`, `${port.name}: ${text}`));
-  cards.set(key, card);
-  const section = deviceSection(device);
-  const later = [...section.querySelectorAll('.card')].find((other) => other.dataset.number > number);
-  card.element.dataset.number = number;
-  section.insertBefore(card.element, later || null);
-  document.getElementById('nothing').hidden = true;
-  return card;
+function showStations(file) {
+  written = file;
+  for (const entry of ports) entry.setStations(file.stations);
+  const names = new Set(file.stations.map((station) => station.name).filter(Boolean));
+  pageName = names.size === 1 ? [...names][0] : '';
+  update(true);
 }
 
 function showConnection(online, reason) {
   const element = document.getElementById('connection');
-  const text = online ? 'Connected to the broker' :
-    `No connection to the broker, trying again${reason ? ` (${reason})` : ''}`;
   element.dataset.state = online ? 'live' : 'stopped';
-  if (element.textContent !== text) element.textContent = text;
+  setText(element, online ? 'Connected to the broker' :
+    `No connection to the broker, trying again${reason ? ` (${reason})` : ''}`);
 }
 
 function setOnline(online, reason) {
   showConnection(online, reason);
-  if (online === broker.online) return;
-  broker.online = online;
-  broker.since = Date.now();
-  events.add('', online ? 'This page connected to the broker' : 'This page lost the broker');
-  if (online) for (const card of cards.values()) card.port.connected(broker.since);
-  update();
+  if (online === link.online) return;
+  Object.assign(link, {online, since: Date.now()});
+  lists.state.add('', online ? 'This page connected to the broker' : 'This page lost the broker');
+  if (online) for (const {port} of ports) port.connected(link.since);
+  update(true);
+}
+
+/** A port is silent: is it the broker? */
+function askIfSilent(now) {
+  const isSilent = ({port}) => now - (port.heardAt ?? port.connectedAt) > SILENT_MILLISECONDS;
+  if (now - Math.max(link.heardAt, link.askedAt) < SILENT_MILLISECONDS / 3) return;
+  if (![...ports].some(isSilent)) return;
+  link.askedAt = now;
+  ask();
+}
+
+/** Without the broker nothing is known of the ports. */
+function lookForSilence(now) {
+  const signs = [{name: 'the broker', heardAt: link.online ? now : null, since: link.since}];
+  for (const {port} of link.online ? ports : []) {
+    signs.push({name: port.name, heardAt: port.heardAt, since: port.connectedAt});
+  }
+  alarm.look(signs, now);
 }
 
 let updates = 0;
-function update() {
+function update(all) {
   const now = Date.now();
-  for (const card of cards.values()) card.update(now, broker.online);
-  events.update();
-  announce();
-  if (document.hidden || ++updates % UPDATES_TO_A_DRAWING) return;
-  for (const {charts} of cards.values()) {
-    if (charts.inSight && !charts.frozen) charts.draw();
+  const steady = steadyNow();
+  const isSecond = all || ++updates % UPDATES_TO_A_DRAWING === 0;
+  for (const entry of ports) {
+    entry.computeState(now, link);
+    if (isSecond && entry.isInSight) entry.computeMeans();
   }
+  if (link.online) askIfSilent(now);
+  for (const list of Object.values(lists)) list.update();
+  announce();
+  if (isSecond) {
+    lookForSilence(now);
+    ports.showTitle(pageName);
+  }
+  if (updates % UPDATES_TO_A_SORTING === 0) ports.sort(now);
+  if (document.hidden) return;
+  ports.update(now, steady, isSecond);
+  if (isSecond) ports.draw();
 }
 
-connectToBroker({
+const feed = new Feed(showStations);
+const ask = connectToBroker({
   onOnline: setOnline,
-  onMessage: (device, number, subtopic, text, kept) =>
-    cardOf(device, number).port.handle(subtopic, text, kept, Date.now()),
+  onPacket: () => { link.heardAt = Date.now(); },
+  onMessage: (device, number, subtopic, text, retained) =>
+    entryOf(device, number).port.handle(subtopic, text, retained, Date.now(), steadyNow()),
 });
-setInterval(update, UPDATE_MILLISECONDS);
+rememberOnLeaving(() => ({
+  unfolded: ports.unfoldedKeys(),
+  ports: [...ports].map(({port}) => ({device: port.device, number: port.number, ...port.save()})),
+  told: [...alarm.watch.told],
+  state: lists.state.rows(),
+  gap: lists.gap.rows(),
+}));
+setInterval(() => update(false), UPDATE_MILLISECONDS);

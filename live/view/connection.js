@@ -1,17 +1,21 @@
-'use strict';
 // The connection to the broker that served this page. It connects again by itself, for ever.
 
-// A device's own broker has these topics, a central one has them behind a device's name; the plus
+import mqtt from 'mqtt';
+
+// A logger's own broker has these topics, a central one has them after the logger's name; the plus
 // sign also stands for no name.
-const TOPICS = '+/home/qelta/device/port/#';
+const TOPICS = ['', '/fast', '/status'].map((end) => `+/home/qelta/device/port/+${end}`);
 const TOPIC = /^([^/]*)\/home\/qelta\/device\/port\/([^/]+)(?:\/(.*))?$/;
 
 const RETRY_MILLISECONDS = 1000;
 const KEEPALIVE_SECONDS = 4;  // a dead network is noticed after one and a half of it
 
-/// Calls onMessage(device, number, subtopic, text, kept), where `kept` tells a message that the
-/// broker had kept, and onOnline(true or false, reason) at each change.
-function connectToBroker({onMessage, onOnline}) {
+/**
+ * Calls onMessage(device, number, subtopic, text, retained), where `retained` tells a message that
+ * the broker had from before the connection; onPacket() for everything that it sends; and
+ * onOnline(true or false, reason) at each change. Returns what asks the broker for a sign of life.
+ */
+export function connectToBroker({onMessage, onPacket, onOnline}) {
   const scheme = location.protocol === 'https:' ? 'wss' : 'ws';
   const client = mqtt.connect(`${scheme}://${location.host}/`, {
     reconnectPeriod: RETRY_MILLISECONDS,
@@ -29,8 +33,10 @@ function connectToBroker({onMessage, onOnline}) {
   });
   client.on('close', () => onOnline(false, reason));
   client.on('error', (error) => { reason = error.message; });
+  client.on('packetreceive', onPacket);
   client.on('message', (topic, payload, packet) => {
     const parts = TOPIC.exec(topic);
     if (parts) onMessage(parts[1], parts[2], parts[3] || '', payload.toString(), packet.retain);
   });
+  return () => { if (client.connected) client.sendPing(); };
 }

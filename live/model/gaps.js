@@ -1,5 +1,6 @@
-'use strict';
 // Gaps in record time: what is missing between one record and the next.
+
+import {WINDOW_SECONDS} from './record_window.js';
 
 const INTERVALS = 31;  // how many the usual interval is taken from
 const ENOUGH_INTERVALS = 8;
@@ -8,8 +9,8 @@ const SETTLED = 5;  // after so many intervals a record that was only stamped la
 const NEW_START_SECONDS = 2;  // after so long the instrument may come back at another rate
 const BURST_SECONDS = 1 / 64;  // closer together than at any rate: they were held up
 
-class Gaps {
-  /// `onGap({from, to, missed})` is told of each gap; `missed` is 0 where it is not known how many.
+export class Gaps {
+  /** `onGap({from, to, missed})` hears of each gap; `missed` is 0 if it is not known how many. */
   constructor(onGap) {
     this.onGap = onGap;
     this.list = [];
@@ -17,22 +18,31 @@ class Gaps {
     this.late = null;  // a long interval that may be a gap
   }
 
-  /// Looks at two records that came one after the other. When this page was `deaf` in between, it
-  /// is not known that anything was missed: it may well be in the file.
+  /** Whether so many seconds between two records are more than usual. */
+  isLong(interval) {
+    const usual = this.usualInterval();
+    return interval > (usual ? GAP * usual : NEW_START_SECONDS);
+  }
+
+  /**
+   * Looks at two records that came one after the other. If this page was `deaf` in between, it is
+   * not known that anything was missed: it may well be in the file.
+   */
   add(from, to, deaf) {
     const interval = to - from;
-    const usual = this.usualInterval();
-    const long = interval > (usual ? GAP * usual : NEW_START_SECONDS);
+    const long = this.isLong(interval);
     if (this.late) this.settle(from, interval, long || deaf);
     if (long && deaf) this.found(from, to, 0);
-    else if (long) this.late = {from, to, usual, intervals: 1};
+    else if (long) this.late = {from, to, usual: this.usualInterval(), intervals: 1};
     if (long && interval > NEW_START_SECONDS) this.intervals.length = 0;
     else if (!deaf && interval > BURST_SECONDS) this.intervals.push(interval);
     if (this.intervals.length > INTERVALS) this.intervals.shift();
   }
 
-  /// Decides on the long interval when the time that it and those after it took shows whether records
-  /// are missing. As long as they come in a burst they were only held up.
+  /**
+   * Decides on the long interval when the time that it and those after it took shows whether
+   * records are missing. As long as they come in a burst they were only held up.
+   */
   settle(time, interval, atOnce) {
     const {from, to, usual, intervals} = this.late;
     const isNewStart = to - from > NEW_START_SECONDS;
@@ -51,14 +61,30 @@ class Gaps {
     this.onGap({from, to, missed});
   }
 
-  /// The median, so that no single gap spoils it; 0 while it is not known.
+  /** A record of this time came after all, later than its successors. */
+  fill(time) {
+    const isIn = (gap) => gap && gap.from < time && time < gap.to;
+    if (isIn(this.late)) this.late.intervals++;
+    const gap = this.list.find(isIn);
+    if (gap && gap.missed > 0) gap.missed--;
+  }
+
+  /** Moves all gaps in time, after the logger's clock was set. */
+  shift(seconds) {
+    for (const gap of [...this.list, ...(this.late ? [this.late] : [])]) {
+      gap.from += seconds;
+      gap.to += seconds;
+    }
+  }
+
+  /** The median, so that no single gap spoils it; 0 while it is not known. */
   usualInterval() {
     if (this.intervals.length < ENOUGH_INTERVALS) return 0;
     const sorted = this.intervals.slice().sort((a, b) => a - b);
     return sorted[sorted.length >> 1];
   }
 
-  /// Records missed in the ten minutes before `end`; of a longer gap, the part in them.
+  /** Records missed in the ten minutes before `end`; of a longer gap, the part in them. */
   missed(end) {
     const start = end - WINDOW_SECONDS;
     const part = (gap) => (gap.to - Math.max(gap.from, start)) / (gap.to - gap.from);

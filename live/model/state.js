@@ -1,0 +1,44 @@
+// Whether data arrive at a port: told by records alone, never by its status text.
+
+import {formatAge} from './format.js';
+
+const STALE_MILLISECONDS = 2000;
+
+/** Not recent either is what is to come: this computer's clock was set back. */
+function isRecent(then, now) {
+  return then !== null && Math.abs(now - then) <= STALE_MILLISECONDS;
+}
+
+/** How old a stamp is by this computer's clock: "stamped 1 h 0 min ago". */
+export function stampAge(seconds, now) {
+  const ahead = seconds * 1000 - now;
+  return ahead < STALE_MILLISECONDS ? `stamped ${formatAge(-ahead)} ago` :
+    `stamped ${formatAge(ahead)} ahead of this computer's clock`;
+}
+
+/**
+ * What is to be said of a port: {state, text, age}. `state` is live, unreadable, stopped, waiting
+ * or unknown. `text` says it in words, `age` how old the last record is, or is empty. `link` is
+ * {online, heardAt}: whether the broker is connected, and when it last sent anything at all.
+ */
+export function portState(port, now, link) {
+  const {record, heardAt, connectedAt} = port;
+  const age = record === null ? '' :
+    heardAt === null ? stampAge(record.time, now) : `${formatAge(now - heardAt)} ago`;
+  if (!link.online) return {state: 'unknown', text: 'Unknown: no connection to the broker', age};
+  if (isRecent(heardAt, now)) return {state: 'live', text: 'Receiving data', age: 'now'};
+  if (isRecent(port.unreadable.lastAt, now)) {
+    return {state: 'unreadable', text: 'Records arrive, but cannot be read', age};
+  }
+  // What is to come tells nothing of the broker.
+  const since = Math.max(0, ...[heardAt, connectedAt].filter((then) => then <= now));
+  if (isRecent(since, now)) return {state: 'waiting', text: 'Waiting for a record', age};
+  // The silence may be the broker's or the network's.
+  if (link.heardAt < since + STALE_MILLISECONDS) {
+    return {state: 'unknown', text: 'Unknown: nothing is heard from the broker', age};
+  }
+  if (record === null) return {state: 'waiting', text: 'Waiting for the first record', age};
+  return {state: 'stopped', age,
+    text: heardAt === null ? `No data: the last record is ${age}` :
+      `No data for ${formatAge(now - heardAt)}`};
+}

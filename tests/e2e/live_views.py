@@ -1,0 +1,222 @@
+"""What the live page shows of records, of messages that are none, and of the written file."""
+
+import csv
+
+import half_hours
+from page import *
+
+NOW = int(time.time()) // 1800 * 1800
+
+
+class ViewTest(PageTest):
+
+    def test_values(self):
+        """The page, the table that it saves and sonic-plot's say what the data files say."""
+        self.open_page()
+        write_stations(half_hours.a_night_with_gaps(NOW))
+        other = another_port(2)
+        other.simulator("--seed 2 --errors 70 --records 200")
+        other.sonicd("-r 20")
+        self.start("--records 240")
+        self.assert_says("state", "^Receiving data")
+        self.assert_says("rate", "^3[0-3]")
+        self.assert_says("state", "^No data for", port="1")
+        self.assert_says("state", "^No data for", port="2")
+        self.assert_says("faults", "^not 0 in 2 records", port="2")
+
+        for number, port, rate in ("1", self.port, 32), ("2", other, 20):
+            with self.subTest(port.name):
+                (file,) = port.home.glob("*.young_81000_v.*")
+                lines = [line.split("\t") for line in
+                         re.findall("DATA_SONIC\t(.*)\t", file.read_text("latin-1"))]
+                last = dict(zip(COLUMNS[3:], lines[-1][2:]))
+                last["speed"] = "%.2f" % (float(last["u"]) ** 2 + float(last["v"]) ** 2) ** 0.5
+                last["missed"] = "0"
+                plot = subprocess.run([ROOT / "tools/sonic-plot", "--table", file],
+                                      env={**os.environ, "PATH": f"{BUILD}/tools:{os.environ['PATH']}"},
+                                      capture_output=True, text=True, check=True).stdout
+                means = dict(zip(*[line.split("\t") for line in plot.splitlines()]))
+                for mean in "minuteDirection", "tenDirection":
+                    last[mean] = f"{float(means['direction']):.0f}°"
+                fields = self.page.fields(number)
+                self.assertEqual(last, {name: fields[name] for name in last})
+                self.assertEqual(lines, self.save(number))
+
+                # Of ten seconds or more, a quarter from the middle.
+                chart = self.page.port(number).find_element(By.CLASS_NAME, "u-over")
+                ActionChains(self.page.driver).drag_and_drop_by_offset(
+                    chart, chart.rect["width"] // 4, 0).perform()
+                part = self.save(number)
+                self.assertAlmostEqual(2.5 * rate, len(part), delta=2)
+                first = lines.index(part[0])
+                self.assertEqual(part, lines[first:first + len(part)])
+                self.assertAlmostEqual(5 * rate, first, delta=2)
+
+    def save(self, number):
+        """The rows of the table that the page saves, as text."""
+        self.page.click(number, "[data-action=csv]")
+        file = wait_until(lambda: [*RUN.glob(f"*port_{number}_*.csv")])[0]
+        wait_until(lambda: not [*RUN.glob("*.csv.part")] and file.stat().st_size)
+        head, *rows = csv.reader(file.read_text().splitlines())
+        file.unlink()
+        self.assertEqual("seconds nanoseconds u v w sos ts diag".split(), head)
+        return rows
+
+    def test_messages(self):
+        """Anybody on the logger may publish anything: it is counted, and does no harm."""
+        page = self.open_page()
+        topic = self.port.topic
+        no_records = ["null", b"\xff\x00{", "<b>", (RECORD % (1, 0)).replace("3.00", "")]
+        publish(topic + "/fast", *no_records)
+        publish(topic + "/else", "anything")
+        self.assert_says("state", "^Records arrive, but cannot be read$")
+        self.assert_says("unreadable", f"^{len(no_records)} messages of the last ten minutes could "
+                                       r'not be read, the last at \d\d:\d\d:\d\d: .*"u\\" : ,')
+        publish(topic + "/status", "<img src=x onerror=alert(1)>", "x" * 60000, "Info trying 19200")
+        self.assert_says("meaning", "^: listening and knocking at 19200 baud$")
+        self.assertIn("<img src=x", page.text("#state-events"))
+        self.assertIn("… (60\u202f000 characters)", page.text("#state-events"))
+
+        publish(topic, RECORD % (START, 0))
+        publish(topic + "/fast", RECORD.replace("-4.00", "null") % (START, 0))
+        publish(topic + "/fast", RECORD % (START, 250000000))
+        self.assert_says("time", "22:46:40.250$")
+        fields = page.fields()
+        self.assertEqual(["3.00", "-4.00", "5.00", "143°"],
+                         [fields[name] for name in ("u", "v", "speed", "direction")])
+        self.assert_says("minuteSpeed", "^5.0$")
+        self.assertEqual("", page.fields()["minuteGust"].strip("–"))
+        page.move_clock(660)
+        wait_until(lambda: not page.fields()["unreadable"])
+        self.assert_says("state", "^No data for 11 min")
+
+    def test_half_hours(self):
+        """What happened in the night, with the digits of the written file, also after a reload."""
+        stations = half_hours.a_night_with_gaps(NOW, mounting_angle=30)
+        lines = stations["stations"][0]["instruments"][0]["half_hours"]
+        stations["stations"][0]["room"][0]["warning"] = "room for 3 days of data left"
+        write_stations(stations)
+        publish(self.port.topic, RECORD % (START, 0), retain=True)
+        page = self.open_page()
+        wait_until(lambda: page.all(".calendar .good"))
+        self.assertEqual("Sonic anemometer, mast-07", page.text("h1"))
+        self.assert_says("title", "^Port 1, instrument 01234$")
+        self.assert_says("warning", "sonicd-room: room for 3 days of data left$")
+        self.assert_says("direction", "^173°$")  # 143° and the mounting angle
+        wait_until(lambda: page.script("return document.title") == page.fields()["state"] + " – mast-07")
+
+        counts = {name: len(page.all(f".calendar .{name}")) for name in ("good", "fair", "poor", "none")}
+        self.assertEqual({"good": 364, "fair": 6, "poor": 6, "none": 8}, counts)
+        night = page.all(".calendar .poor")[0]
+        page.script("arguments[0].click()", night)
+        row = dict(zip(lines[0].split(","), lines[339].split(",")))
+        readout = page.text(".readout")
+        for part in (row["start"][:16].replace("T", " "), "17856 of 57600 records (31.00 %)",
+                     f"speed {row['speed_scalar']} m/s, gust {row['gust']} m/s",
+                     f"from {(float(row['direction']) + 30) % 360:.2f}°",
+                     f"u* {row['ustar']} m/s (flag 2), w'T' {row['wt']} m/s °C (flag 2)"):
+            self.assertIn(part, readout)
+        page.script("document.querySelector('.calendar').dispatchEvent("
+                    "new KeyboardEvent('keydown', {key: 'ArrowLeft'}))")
+        self.assertNotEqual(readout, page.text(".readout"))
+
+        page.script("document.querySelector('.history details').open = true")
+        table = wait_until(lambda: page.script("""
+            return [...document.querySelectorAll('.half-hours tr')].map(
+              (row) => [...row.cells].map((cell) => cell.textContent).join());"""))
+        self.assertEqual(lines, [line.rpartition(",")[0] for line in table])
+        self.assertIn("mast-07 instrument 01234", page.text(".half-hours caption"))
+        page.click("1", "[data-action=day]")
+        wait_until(lambda: len(page.all(".half-hours tbody tr")) == 48 - 6)
+
+    def test_months_of_an_archive(self):
+        """The file of the last month is shown, an earlier one when somebody goes back to it."""
+        month = NOW - 9 * 86400
+        for name, end in ("late", NOW), ("early", month):
+            station = {"name": "mast-07", "instruments": [
+                {"serial_number": "01234", "half_hours": half_hours.lines(end, seed=end)}]}
+            (RUN / f"data/{name}.json").write_text(json.dumps(half_hours.stations_file([station], end)))
+        write_stations(half_hours.stations_file([
+            {"name": "mast-07", "files": {"2026-10": "early.json", "2026-11": "late.json"},
+             "instruments": [{"serial_number": "01234"}]}], NOW))
+        publish(self.port.topic, RECORD % (START, 0), retain=True)
+        page = self.open_page()
+        wait_until(lambda: len(page.all(".calendar .good")) == 8 * 48)
+        page.click("1", ".history [data-action=back]")
+        wait_until(lambda: len(page.all(".calendar .good")) == 16 * 48)
+        self.assertEqual(48, len(page.all(".calendar .none")))
+
+    def test_reload(self):
+        """A reload loses nothing of the last ten minutes."""
+        page = self.open_page()
+        first = int(time.time()) - 30
+        topic = self.port.topic + "/fast"
+        publish(topic, *[RECORD.replace("3.00", f"3.{k:02}") % (first + k, 0) for k in range(20)])
+        self.assert_says("u", "^3.19$")
+        publish(self.port.topic + "/status", "Connected")
+        self.assert_says("status", "^Connected$")
+        page.driver.refresh()
+        wait_until(lambda: page.text("#connection") == "Connected to the broker")
+        publish(topic, RECORD % (first + 25, 0))
+        self.assert_says("u", "^3.00$")
+        self.assertEqual(21, len(ViewTest.save(self, "1")))
+        self.assertIn("this page did not listen", page.text("#gap-events"))
+        self.assertEqual(1, page.texts("#state-events td:last-child").count("Connected"))
+
+    def test_alarm(self):
+        """Those who ask are told once that data stopped, and once that they are back."""
+        page = self.open_page()
+        publish(self.port.topic, RECORD % (START, 0))
+        self.assert_says("state", "^Receiving data$")
+        page.script("""
+            window.told = [];
+            window.Notification = class {
+              constructor(text) { told.push(text); }
+              static permission = 'granted';
+              static async requestPermission() { return 'granted'; }
+            };""")
+        page.move_clock(3600)
+        time.sleep(2)
+        self.assertEqual([], page.script("return told"))  # off at first
+        page.script("document.querySelector('[name=notify]').click()")
+        wait_until(lambda: page.script("return told") == ["No data for 5 min: port 1"])
+        publish(self.port.topic, RECORD % (START + 1, 0))
+        wait_until(lambda: page.script("return told")[1:] == ["Data are back: port 1"])
+        time.sleep(2)
+        self.assertEqual(2, len(page.script("return told")))
+
+    def test_fingers_and_paper(self):
+        """Touch: a tap tells the value, two fingers zoom. Paper: dark on white, and all of it."""
+        page = self.open_page()
+        publish(self.port.topic + "/fast", *[RECORD % (START + k, 0) for k in range(20)])
+        wait_until(lambda: len(page.all(".strips canvas")) == 6)
+        page.script("""
+            const strips = document.querySelector('.strips');
+            const box = strips.querySelector('.u-over').getBoundingClientRect();
+            window.finger = (type, pointerId, part) => strips.dispatchEvent(new PointerEvent(type, {
+              pointerType: 'touch', pointerId, clientX: box.x + part * box.width, clientY: box.y + 20}));
+            finger('pointerdown', 1, 0.5);
+            finger('pointerup', 1, 0.5);""")
+        self.assertRegex(page.text(".strip-title .value"), r"^3\.00 at 22:46:\d\d\.000$")
+        page.script("""
+            finger('pointerdown', 1, 0.4);
+            finger('pointerdown', 2, 0.6);
+            finger('pointermove', 1, 0.3);
+            finger('pointermove', 2, 0.7);
+            finger('pointerup', 1, 0.3);
+            finger('pointerup', 2, 0.7);""")
+        self.assertEqual("Resume", page.text("[data-action=pause]"))
+        self.assertAlmostEqual(10, len(ViewTest.save(self, "1")), delta=1)
+
+        widths = "return [...document.querySelectorAll('.strips .u-wrap')].map(e => e.offsetWidth)"
+        before = page.script(widths)
+        page.script("dispatchEvent(new Event('beforeprint'))")
+        ink = "return getComputedStyle(document.documentElement).getPropertyValue('--ink')"
+        self.assertEqual(["#111"], [page.script(ink).strip()])
+        self.assertEqual({640}, set(page.script(widths)))
+        page.script("dispatchEvent(new Event('afterprint'))")
+        self.assertEqual(before, page.script(widths))
+
+
+if __name__ == "__main__":
+    main()
