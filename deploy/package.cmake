@@ -37,6 +37,7 @@ file(CREATE_LINK ../sonicd-.service.d/${fence} ${CMAKE_CURRENT_BINARY_DIR}/${fen
 foreach(unit sonicd@ sonic-port@)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${fence} DESTINATION lib/systemd/system/${unit}.service.d)
 endforeach()
+install_configured(systemd/mosquitto.conf.in lib/systemd/system/mosquitto.service.d sonicd.conf)
 install(FILES ${deploy}/systemd/sonicd-sonic-port.conf
         DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd RENAME sonic-port.conf)
 install_configured(systemd/tmpfiles.conf.in lib/tmpfiles.d sonicd.conf)

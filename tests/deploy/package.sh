@@ -27,6 +27,10 @@ for unit in {sonicd,sonicd-watch,sonic-port}@ttyS1 sonicd-{compress,room,send@de
 done
 sonic-simulator --help
 systemctl enable sonicd@ttyS1 sonic-port@ttyS1
+for folder in $(sed -n 's/BindReadOnlyPaths=-\(.*\):\(.*\)/\1 \2/p' \
+                /lib/systemd/system/mosquitto.service.d/sonicd.conf); do
+  [[ $(stat -c %U "$folder") == $([[ $folder == /var/* ]] && echo qelta || echo root) ]]
+done
 
 # The port driver is bound to the device that its configuration names, except in a container.
 echo 'DEVICE="/dev/serial/by-id/usb-1"' >/etc/default/sonic-port-ttyS1
@@ -52,7 +56,7 @@ dpkg -r sonicd
 
 dpkg -P sonicd
 [[ $(find $units $broker /etc/default /var/lib/systemd -name '*sonic*') == '' ]]
-[[ ! -e /usr/share/sonicd ]]
+[[ ! -e /usr/share/sonicd && ! -e /var/lib/sonicd ]]
 [[ $(cat $device/config.json $device/17* $broker/local.conf | uniq) == mine ]]
 [[ $(stat -c %U $device) == qelta ]]
 

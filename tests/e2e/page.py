@@ -123,6 +123,8 @@ class PageTest(DeviceTest):
         return self.page
 
     def tearDown(self):
+        if not hasattr(self, "page"):
+            return
         driver = self.page.driver
         if "chrome" in driver.capabilities.get("browserName", ""):
             log = driver.get_log("browser")
