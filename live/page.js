@@ -13,8 +13,10 @@ import {Ports} from './view/ports.js';
 const UPDATE_MILLISECONDS = 250;
 const UPDATES_TO_A_DRAWING = 4;
 const UPDATES_TO_A_SORTING = 20;
+const FIRST_MESSAGES_MILLISECONDS = 1000;  // for what the broker has retained
 const QUIET_MILLISECONDS = 5000;  // between announcements: a line may come and go all day
 const SILENT_MILLISECONDS = 1500;  // after so long without a record the broker is asked
+const MAX_SILENT_MILLISECONDS = 5000;  // without an answer the network is taken for dead
 
 const memory = recall();
 const ports = new Ports(memory.unfolded);
@@ -64,7 +66,19 @@ function showStations(file) {
   for (const entry of ports) entry.setStations(file.stations);
   const names = new Set(file.stations.map((station) => station.name).filter(Boolean));
   pageName = names.size === 1 ? [...names][0] : '';
+  setTimeout(addSilentInstruments, FIRST_MESSAGES_MILLISECONDS);
   update(true);
+}
+
+/** The file may have instruments of which the broker knows nothing. */
+function addSilentInstruments() {
+  const isCentral = written.stations.length > 1 || [...ports].some(({port}) => port.device);
+  for (const station of written.stations) {
+    for (const instrument of station.instruments) {
+      if ([...ports].some((entry) => entry.instruments.includes(instrument))) continue;
+      entryOf(isCentral ? station.name : '', instrument.port ?? '');
+    }
+  }
 }
 
 function showConnection(online, reason) {
@@ -83,13 +97,15 @@ function setOnline(online, reason) {
   update(true);
 }
 
-/** A port is silent: is it the broker? */
+/** Is a silent port's silence the broker's? One that does not answer either is given up. */
 function askIfSilent(now) {
+  const silence = now - Math.max(link.heardAt, link.since);
+  if (silence > MAX_SILENT_MILLISECONDS) connection.drop();
   const isSilent = ({port}) => now - (port.heardAt ?? port.connectedAt) > SILENT_MILLISECONDS;
-  if (now - Math.max(link.heardAt, link.askedAt) < SILENT_MILLISECONDS / 3) return;
-  if (![...ports].some(isSilent)) return;
+  if (silence < SILENT_MILLISECONDS && ![...ports].some(isSilent)) return;
+  if (now - link.askedAt < SILENT_MILLISECONDS / 3) return;
   link.askedAt = now;
-  ask();
+  connection.ask();
 }
 
 /** Without the broker nothing is known of the ports. */
@@ -104,11 +120,11 @@ function lookForSilence(now) {
 let updates = 0;
 function update(all) {
   const now = Date.now();
-  const steady = steadyNow();
   const isSecond = all || ++updates % UPDATES_TO_A_DRAWING === 0;
+  const isRare = all || updates % UPDATES_TO_A_SORTING === 0;
   for (const entry of ports) {
     entry.computeState(now, link);
-    if (isSecond && entry.isInSight) entry.computeMeans();
+    if (isRare || (isSecond && entry.isInSight)) entry.computeMeans();
   }
   if (link.online) askIfSilent(now);
   for (const list of Object.values(lists)) list.update();
@@ -117,14 +133,15 @@ function update(all) {
     lookForSilence(now);
     ports.showTitle(pageName);
   }
-  if (updates % UPDATES_TO_A_SORTING === 0) ports.sort(now);
+  if (isRare) ports.sort(now);
   if (document.hidden) return;
-  ports.update(now, steady, isSecond);
+  if (isSecond) ports.showLines(now, isRare);
+  ports.showCards(now, steadyNow());
   if (isSecond) ports.draw();
 }
 
 const feed = new Feed(showStations);
-const ask = connectToBroker({
+const connection = connectToBroker({
   onOnline: setOnline,
   onPacket: () => { link.heardAt = Date.now(); },
   onMessage: (device, number, subtopic, text, retained) =>

@@ -3,11 +3,13 @@
 import {WINDOW_SECONDS} from './record_window.js';
 
 const INTERVALS = 31;  // how many the usual interval is taken from
-const ENOUGH_INTERVALS = 8;
+const MIN_INTERVALS = 8;
 const GAP = 1.75;  // of the usual interval: time stamps are not quite even
 const SETTLED = 5;  // after so many intervals a record that was only stamped late is made up for
+const CATCHING_UP = 0.75;  // of the usual interval: what was held up is still coming
+const MAX_CATCHING_UP = 64;  // intervals; after more the instrument has another rate
 const NEW_START_SECONDS = 2;  // after so long the instrument may come back at another rate
-const BURST_SECONDS = 1 / 64;  // closer together than at any rate: they were held up
+const MAX_BURST_SECONDS = 1 / 64;  // closer together than at any rate: they were held up
 
 export class Gaps {
   /** `onGap({from, to, missed})` hears of each gap; `missed` is 0 if it is not known how many. */
@@ -35,18 +37,20 @@ export class Gaps {
     if (long && deaf) this.found(from, to, 0);
     else if (long) this.late = {from, to, usual: this.usualInterval(), intervals: 1};
     if (long && interval > NEW_START_SECONDS) this.intervals.length = 0;
-    else if (!deaf && interval > BURST_SECONDS) this.intervals.push(interval);
+    else if (!deaf && interval > MAX_BURST_SECONDS) this.intervals.push(interval);
     if (this.intervals.length > INTERVALS) this.intervals.shift();
   }
 
   /**
    * Decides on the long interval when the time that it and those after it took shows whether
-   * records are missing. As long as they come in a burst they were only held up.
+   * records are missing. As long as they come faster than usual they were only held up.
    */
   settle(time, interval, atOnce) {
     const {from, to, usual, intervals} = this.late;
     const isNewStart = to - from > NEW_START_SECONDS;
-    if (!atOnce && (interval < BURST_SECONDS || (intervals < SETTLED && !isNewStart))) {
+    const isCatchingUp = interval < (CATCHING_UP * usual || MAX_BURST_SECONDS);
+    const enough = isCatchingUp ? MAX_CATCHING_UP : isNewStart ? 0 : SETTLED;
+    if (!atOnce && intervals < enough) {
       this.late.intervals++;
       return;
     }
@@ -79,7 +83,7 @@ export class Gaps {
 
   /** The median, so that no single gap spoils it; 0 while it is not known. */
   usualInterval() {
-    if (this.intervals.length < ENOUGH_INTERVALS) return 0;
+    if (this.intervals.length < MIN_INTERVALS) return 0;
     const sorted = this.intervals.slice().sort((a, b) => a - b);
     return sorted[sorted.length >> 1];
   }

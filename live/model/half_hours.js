@@ -2,7 +2,7 @@
 
 export const HALF_HOUR = 1800;
 export const DAY = 86400;
-const MOST = 62 * 48;  // two months; what is older is left out
+const MAX_HALF_HOURS = 62 * 48;  // two months; what is older is left out
 
 const GOOD_PERCENT = 99;
 const FAIR_PERCENT = 90;
@@ -27,9 +27,9 @@ export class HalfHours {
     const latest = starts.reduce((a, b) => Math.max(a, b), -Infinity);
     // The half hour in which the file was written is not over.
     const finished = Math.floor(written / 1000 / HALF_HOUR) * HALF_HOUR;
-    this.end = Math.max(latest + HALF_HOUR, Math.min(finished, latest + MOST * HALF_HOUR));
-    const first = Math.max(starts.reduce((a, b) => Math.min(a, b), Infinity),
-      this.end - MOST * HALF_HOUR);
+    const longest = MAX_HALF_HOURS * HALF_HOUR;
+    this.end = Math.max(latest + HALF_HOUR, Math.min(finished, latest + longest));
+    const first = Math.max(starts.reduce((a, b) => Math.min(a, b), Infinity), this.end - longest);
     this.starts = [];
     for (let start = first; start < this.end; start += HALF_HOUR) this.starts.push(start);
     this.rows = this.starts.map((start) => rows.get(start) ?? null);

@@ -10,8 +10,8 @@ import {decodeColumns, encodeColumns} from './snapshot.js';
 import {Unreadable} from './unreadable.js';
 
 const RECORDS_BEHIND = 3;  // so many one after the other: the clock was set back
-const SHORTEST_PAUSE_SECONDS = 1;  // when a clock is set, anything less is not told from jitter
-const LONGEST_STATUS = 200;
+const MIN_PAUSE_SECONDS = 1;  // when a clock is set, anything less is not told from jitter
+const MAX_STATUS_CHARACTERS = 200;
 
 export class Port {
   /**
@@ -39,8 +39,10 @@ export class Port {
     this.connected(now);
   }
 
+  /** "port 1" or "mast-07 port 1"; of an instrument without a port the logger's name alone. */
   get name() {
-    return `${this.device} port ${this.number}`.trim();
+    const parts = [this.device, this.number && `port ${this.number}`].filter(Boolean);
+    return parts.join(' ') || 'instrument';
   }
 
   connected(now) {
@@ -72,7 +74,7 @@ export class Port {
   }
 
   handleStatus(text, retained, now) {
-    const status = shorten(text, LONGEST_STATUS) || null;  // an empty one clears it
+    const status = shorten(text, MAX_STATUS_CHARACTERS) || null;  // an empty one clears it
     const changed = status !== this.status;
     this.status = status;
     if (changed || !retained) this.statusAt = retained ? null : now;
@@ -141,7 +143,7 @@ export class Port {
   /** Seconds between the last record and one that arrived later. */
   pauseBefore(arrival) {
     const pause = arrival - this.last.arrival;
-    return pause > SHORTEST_PAUSE_SECONDS ? pause : this.gaps.usualInterval() || pause;
+    return pause > MIN_PAUSE_SECONDS ? pause : this.gaps.usualInterval() || pause;
   }
 
   /** The logger's clock was set: all that is known moves along, so that no record is lost. */

@@ -2,21 +2,21 @@
 
 /** The values of a record, in the order of the data file's columns. */
 export const VALUES = ['u', 'v', 'w', 'sos', 'ts', 'diag'];
-const LAST_DATE = 253402300799;  // the end of 9999: later dates look otherwise, or are none
-const MOST_DECIMALS = 31;
+const MAX_TIME_SECONDS = 253402300799;  // the end of 9999: later dates look otherwise, or are none
+const MAX_DECIMALS = 31;
 
 const BITS = 5;  // for the decimals of one value, all of them in one number
 
 /** How many digits after the point a value was sent with. */
 export function decimalsOf(packed, name) {
-  return (packed >> (BITS * VALUES.indexOf(name))) & MOST_DECIMALS;
+  return (packed >> (BITS * VALUES.indexOf(name))) & MAX_DECIMALS;
 }
 
 function packDecimals(text) {
   let packed = 0;
   for (const [, name, digits] of text.matchAll(/"(\w+)"\s*:\s*-?\d+\.(\d+)/g)) {
     const i = VALUES.indexOf(name);
-    if (i >= 0) packed |= Math.min(digits.length, MOST_DECIMALS) << (BITS * i);
+    if (i >= 0) packed |= Math.min(digits.length, MAX_DECIMALS) << (BITS * i);
   }
   return packed;
 }
@@ -33,7 +33,7 @@ export function parseRecord(text) {
   } catch {
     return null;
   }
-  const isTime = (value) => Number.isFinite(value) && value >= 0 && value < LAST_DATE;
+  const isTime = (value) => Number.isFinite(value) && value >= 0 && value < MAX_TIME_SECONDS;
   if (!message || !isTime(message.SECONDS) || !isTime(message.NANOSECONDS)) return null;
   const record = {
     seconds: message.SECONDS,

@@ -2,18 +2,18 @@
 
 import {formatAge} from './format.js';
 
-const STALE_MILLISECONDS = 2000;
+const MAX_FRESH_MILLISECONDS = 2000;
 
 /** Not recent either is what is to come: this computer's clock was set back. */
 function isRecent(then, now) {
-  return then !== null && Math.abs(now - then) <= STALE_MILLISECONDS;
+  return then !== null && Math.abs(now - then) <= MAX_FRESH_MILLISECONDS;
 }
 
-/** How old a stamp is by this computer's clock: "stamped 1 h 0 min ago". */
+/** How old a stamp is by this computer's clock: "1 h 0 min ago". */
 export function stampAge(seconds, now) {
   const ahead = seconds * 1000 - now;
-  return ahead < STALE_MILLISECONDS ? `stamped ${formatAge(-ahead)} ago` :
-    `stamped ${formatAge(ahead)} ahead of this computer's clock`;
+  return ahead < MAX_FRESH_MILLISECONDS ? `${formatAge(-ahead)} ago` :
+    `${formatAge(ahead)} ahead of this computer's clock`;
 }
 
 /**
@@ -34,11 +34,11 @@ export function portState(port, now, link) {
   const since = Math.max(0, ...[heardAt, connectedAt].filter((then) => then <= now));
   if (isRecent(since, now)) return {state: 'waiting', text: 'Waiting for a record', age};
   // The silence may be the broker's or the network's.
-  if (link.heardAt < since + STALE_MILLISECONDS) {
+  if (link.heardAt < since + MAX_FRESH_MILLISECONDS) {
     return {state: 'unknown', text: 'Unknown: nothing is heard from the broker', age};
   }
   if (record === null) return {state: 'waiting', text: 'Waiting for the first record', age};
   return {state: 'stopped', age,
-    text: heardAt === null ? `No data: the last record is ${age}` :
+    text: heardAt === null ? `No data: the last record is stamped ${age}` :
       `No data for ${formatAge(now - heardAt)}`};
 }

@@ -53,11 +53,12 @@ export function stationOf(stations, device) {
 }
 
 /**
- * A port's instruments, the present one first. Without a port in the file the only one is meant.
+ * A port's instruments, the present one first. An instrument without a port belongs to the port
+ * without a number or, if it is the station's only one, to any.
  */
 export function instrumentsOf(station, number) {
   const all = station?.instruments ?? [];
-  const there = all.filter(({port}) => port === number);
+  const there = all.filter(({port}) => (port ?? '') === number);
   return there.length ? there : all.length === 1 && all[0].port === null ? all : [];
 }
 

@@ -1,7 +1,7 @@
 // Messages on a record topic that are not records.
 
 const MINUTES = 10;
-const LONGEST_TEXT = 150;
+const MAX_TEXT_CHARACTERS = 150;
 
 /** Counts them over the last ten minutes, so that what is over goes away. */
 export class Unreadable {
@@ -16,7 +16,7 @@ export class Unreadable {
     if (this.counts.at(-1)?.minute !== minute) this.counts.push({minute, count: 0});
     this.counts.at(-1).count++;
     this.counts = this.counts.slice(-MINUTES);
-    this.text = text.slice(0, LONGEST_TEXT);
+    this.text = text.slice(0, MAX_TEXT_CHARACTERS);
     if (!retained) this.lastAt = now;
   }
 

@@ -4,7 +4,7 @@ import {firstNotBefore} from './record_window.js';
 
 const DEGREES = 180 / Math.PI;
 const GUST_SECONDS = 3;
-const LEAST_GUST_RATE = 4;  // records a second; fewer make no mean of three seconds
+const MIN_GUST_RATE_HZ = 4;  // records a second; fewer make no mean of three seconds
 
 /** Horizontal speed. */
 export function speed(u, v) {
@@ -34,7 +34,7 @@ export function direction(u, v, angle = 0) {
 /** The highest mean speed over three seconds that have all their records. */
 class Gust {
   constructor(rate) {
-    this.count = rate < LEAST_GUST_RATE ? 0 : Math.round(GUST_SECONDS * rate);
+    this.count = rate < MIN_GUST_RATE_HZ ? 0 : Math.round(GUST_SECONDS * rate);
     this.longest = GUST_SECONDS + 0.5 / rate;  // time stamps are not quite even
     this.times = [];
     this.speeds = [];

@@ -10,7 +10,7 @@ import {copyOf, fieldsOf, setText} from './fields.js';
 import {History} from './history.js';
 import {Strips} from './strips.js';
 
-const CLOCKS_DIFFER_SECONDS = 5;
+const MAX_LATE_SECONDS = 5;
 const KEYS = {p: 'pause', ' ': 'pause', '+': 'in', '-': 'out', ArrowLeft: 'back',
   ArrowRight: 'on', 0: 'all', c: 'csv'};
 
@@ -160,7 +160,7 @@ export class Card {
     this.set('minuteRate', rate(60));
     this.set('missed', formatCount(port.gaps.missed(record.time)));
     this.set('time', formatTime(record.time));
-    const differs = Math.abs(now / 1000 - record.time) > CLOCKS_DIFFER_SECONDS;
-    this.set('clock', differs ? stampAge(record.time, now) : '');
+    const differs = Math.abs(now / 1000 - record.time) > MAX_LATE_SECONDS;
+    this.set('clock', differs ? `stamped ${stampAge(record.time, now)}` : '');
   }
 }

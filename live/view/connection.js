@@ -8,12 +8,13 @@ const TOPICS = ['', '/fast', '/status'].map((end) => `+/home/qelta/device/port/+
 const TOPIC = /^([^/]*)\/home\/qelta\/device\/port\/([^/]+)(?:\/(.*))?$/;
 
 const RETRY_MILLISECONDS = 1000;
-const KEEPALIVE_SECONDS = 4;  // a dead network is noticed after one and a half of it
+const KEEPALIVE_SECONDS = 20;  // after one and a half of it the broker drops a page that is gone
 
 /**
  * Calls onMessage(device, number, subtopic, text, retained), where `retained` tells a message that
  * the broker had from before the connection; onPacket() for everything that it sends; and
- * onOnline(true or false, reason) at each change. Returns what asks the broker for a sign of life.
+ * onOnline(true or false, reason) at each change. Returns {ask, drop}: one asks the broker for a
+ * sign of life, the other gives the connection up for a new one.
  */
 export function connectToBroker({onMessage, onPacket, onOnline}) {
   const scheme = location.protocol === 'https:' ? 'wss' : 'ws';
@@ -38,5 +39,5 @@ export function connectToBroker({onMessage, onPacket, onOnline}) {
     const parts = TOPIC.exec(topic);
     if (parts) onMessage(parts[1], parts[2], parts[3] || '', payload.toString(), packet.retain);
   });
-  return () => { if (client.connected) client.sendPing(); };
+  return {ask: () => client.sendPing(), drop: () => client.stream.destroy()};
 }

@@ -52,10 +52,14 @@ export class Entry {
     return this.instruments[0]?.angle ?? null;
   }
 
+  /** "Port 1", or "mast-07 port 1" at a central broker. */
+  get place() {
+    const {name, device} = this.port;
+    return device ? name : name[0].toUpperCase() + name.slice(1);
+  }
+
   get title() {
-    const {name} = this.port;
-    const start = this.port.device ? name : name[0].toUpperCase() + name.slice(1);
-    return this.serialNumber ? `${start}, instrument ${this.serialNumber}` : start;
+    return this.serialNumber ? `${this.place}, instrument ${this.serialNumber}` : this.place;
   }
 
   /** What sonicd-room warns of, or an empty text. */
@@ -117,15 +121,17 @@ export class Entry {
   showLine(now) {
     const set = (name, text) => setText(this.fields[name], text);
     const wind = (mean) => mean === null ? MISSING :
-      `${formatValue(mean.speed, 1)} m/s from ${formatDegrees(mean.direction)}`;
+      `${formatValue(mean.speed, 1)} m/s, ${formatDegrees(mean.direction)}`;
     const today = this.today(now);
     this.element.dataset.state = this.state.state;
-    set('name', this.title);
+    set('name', this.place);
+    set('serialNumber', this.serialNumber);
     set('state', SHORT_STATES[this.state.state]);
     set('age', this.state.age || MISSING);
     set('minute', wind(this.minute));
     set('tenMinutes', wind(this.tenMinutes));
     set('today', today === null ? MISSING : `${today.toFixed(1)} %`);
-    set('missed', this.port.record ? formatCount(this.missed) : MISSING);
+    // Of a silent port more is missing than the gaps between its records.
+    set('missed', this.state.state === 'live' ? formatCount(this.missed) : MISSING);
   }
 }

@@ -2,7 +2,7 @@
 
 import {formatTime} from '../model/format.js';
 
-const MOST_EVENTS = 100;
+const MAX_EVENTS = 100;
 
 export class Events {
   /** `rows` are those of rows() before the page was loaded again. */
@@ -13,7 +13,7 @@ export class Events {
 
   add(where, text) {
     this.waiting.push([formatTime(Date.now() / 1000, 0), where, text]);
-    this.waiting.splice(0, this.waiting.length - MOST_EVENTS);
+    this.waiting.splice(0, this.waiting.length - MAX_EVENTS);
   }
 
   update() {
@@ -22,7 +22,7 @@ export class Events {
       for (const text of cells) row.insertCell().textContent = text;
     }
     this.waiting.length = 0;
-    while (this.body.rows.length > MOST_EVENTS) this.body.deleteRow(-1);
+    while (this.body.rows.length > MAX_EVENTS) this.body.deleteRow(-1);
   }
 
   /** What the list says, oldest first. */

@@ -10,7 +10,7 @@ import {HistoryPanels} from './history_panels.js';
 import {drawRose} from './rose.js';
 
 const SHOWN_DAYS = 8;
-const OLD_MILLISECONDS = 3600e3;
+const MAX_FRESH_MILLISECONDS = 3600e3;
 const FLAGS = '● flag 0, good   ○ flag 1   × flag 2   ▪ no flag';
 
 export class History {
@@ -60,9 +60,9 @@ export class History {
       `Half hours of instrument ${serialNumber}${name ? `, ${name}` : ''}`);
     const age = Date.now() - written;
     setText(this.fields.written, `Times in UTC. Written ${formatTime(written / 1000, 0)}` +
-      (age > OLD_MILLISECONDS ? `, ${formatAge(age)} ago: what came since is missing here` : '') +
+      (age > MAX_FRESH_MILLISECONDS ? `, ${formatAge(age)} ago: what came since is missing here` : '') +
       `. Directions are from ${this.reference}.`);
-    this.fields.written.classList.toggle('alarm', age > OLD_MILLISECONDS);
+    this.fields.written.classList.toggle('alarm', age > MAX_FRESH_MILLISECONDS);
     this.fields.room.replaceChildren();
     for (const {text, isWarning} of roomTexts(this.station.room)) {
       append(this.fields.room, 'p', {textContent: text, className: isWarning ? 'alarm' : ''});

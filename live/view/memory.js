@@ -1,14 +1,14 @@
 // What a tab remembers while the page is loaded again.
 
 const KEY = 'sonic page';
-const LONGEST_MILLISECONDS = 600e3;  // what is older has left the charts
+const MAX_AGE_MILLISECONDS = 600e3;  // what is older has left the charts
 
 /** What was remembered, or an empty object. */
 export function recall() {
   try {
     const memory = JSON.parse(sessionStorage.getItem(KEY));
     const age = Date.now() - memory.savedAt;
-    return age >= 0 && age < LONGEST_MILLISECONDS ? memory : {};
+    return age >= 0 && age < MAX_AGE_MILLISECONDS ? memory : {};
   } catch {
     return {};
   }

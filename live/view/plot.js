@@ -6,7 +6,7 @@ import {append, setText} from './fields.js';
 
 const TIME_AXIS_HEIGHT = 26;
 const LAST_LABEL_WIDTH = 34;  // half of it stands to the right of its tick
-const LEAST_WIDTH = 200;
+const MIN_WIDTH_PIXELS = 200;
 const PRINTED_WIDTH = 640;
 
 const plots = new Set();
@@ -36,7 +36,7 @@ export function makePlot(parent, options) {
   const line = {stroke: () => colour('--line'), width: 1};
   const axis = {stroke: () => colour('--ink'), font: '13px system-ui, sans-serif', grid: line,
     ticks: line};
-  const size = (width) => ({width: Math.max(LEAST_WIDTH, width),
+  const size = (width) => ({width: Math.max(MIN_WIDTH_PIXELS, width),
     height: height + (isLast ? TIME_AXIS_HEIGHT : 0)});
   const plot = new uPlot({
     ...size(parent.clientWidth),

@@ -3,7 +3,7 @@
 import {inOrder} from '../model/order.js';
 import {setText} from './fields.js';
 
-const UNFOLDED_AT_FIRST = 3;  // a logger has no more ports
+const MAX_UNFOLDED_AT_FIRST = 3;  // a logger has no more ports
 
 export class Ports {
   /**
@@ -45,7 +45,7 @@ export class Ports {
 
   isUnfoldedAtFirst(entry, place) {
     if (this.unfolded) return this.unfolded.includes(entry.key);
-    return entry.port.device === '' && place <= UNFOLDED_AT_FIRST;
+    return entry.port.device === '' && place <= MAX_UNFOLDED_AT_FIRST;
   }
 
   /** The keys of all that are unfolded. */
@@ -55,24 +55,26 @@ export class Ports {
 
   sort(now) {
     const ports = [...this].map((entry) => {
-      const {device, number, heardAt} = entry.port;
+      const {device, number, heardAt, record} = entry.port;
       return {entry, device, number, state: entry.state?.state ?? 'unknown', missed: entry.missed,
-        silentFor: now - (heardAt ?? 0)};
+        silentFor: now - (heardAt ?? 1000 * (record?.time ?? 0))};
     });
     const elements = inOrder(ports, this.worst.checked).map(({entry}) => entry.element);
     const present = [...this.table.tBodies];
     if (elements.some((element, i) => element !== present[i])) this.table.append(...elements);
   }
 
-  /**
-   * Shows all that is in sight, lines too if asked. `steady` is the time by a clock that is never
-   * set.
-   */
-  update(now, steady, withLines) {
+  /** Shows the lines: those in sight, or all. */
+  showLines(now, all) {
     for (const entry of this) {
-      if (!entry.isInSight) continue;
-      if (withLines) entry.showLine(now);
-      if (entry.isUnfolded) entry.card.update(now, steady);
+      if (all || entry.isInSight) entry.showLine(now);
+    }
+  }
+
+  /** Shows the cards in sight. `steady` is the time by a clock that is never set. */
+  showCards(now, steady) {
+    for (const entry of this) {
+      if (entry.isInSight && entry.isUnfolded) entry.card.update(now, steady);
     }
   }
 
@@ -94,7 +96,8 @@ export class Ports {
   }
 
   showTitle(name) {
-    setText(document.querySelector('h1'), name ? `Sonic anemometer, ${name}` : 'Sonic anemometer');
+    const heading = this.entries.size > 1 ? 'Sonic anemometers' : 'Sonic anemometer';
+    setText(document.querySelector('h1'), name ? `${heading}, ${name}` : heading);
     const title = [this.summary(), name || 'sonic anemometer'].filter(Boolean).join(' – ');
     if (document.title !== title) document.title = title;
   }

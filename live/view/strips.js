@@ -13,11 +13,12 @@ const STRIPS = [
   {name: 'w', label: 'w', unit: 'm/s', colour: '--w'},
   {name: 'ts', label: 'Sonic temperature', unit: '°C', colour: '--ts'},
   {name: 'sos', label: 'Speed of sound', unit: 'm/s', colour: '--sos', height: 70},
-  {name: 'diag', label: 'Diagnostic word', unit: '', colour: '--bad', height: 50},
+  {name: 'diag', label: 'Diagnostic word', unit: '', colour: '--bad', height: 50,
+    scale: {range: (_, least, most) => [0, Math.max(1, most)]}},
 ];
 const STRIP_HEIGHT = 110;
-const SHORTEST_SECONDS = 0.5;
-const LEAST_RANGE_SECONDS = 10;
+const MIN_SHOWN_SECONDS = 0.5;
+const MIN_RANGE_SECONDS = 10;
 const DRAWINGS_TO_A_DESCRIPTION = 10;
 
 export class Strips {
@@ -82,7 +83,7 @@ export class Strips {
     if (times.length < 2) return;
     this.pause();
     const [first, last] = [times[0], times[times.length - 1]];
-    const length = Math.min(Math.max(to - from, SHORTEST_SECONDS), last - first);
+    const length = Math.min(Math.max(to - from, MIN_SHOWN_SECONDS), last - first);
     const start = Math.min(Math.max(from, first), last - length);
     this.range = [start, start + length];
     this.draw();
@@ -126,9 +127,9 @@ export class Strips {
     });
   }
 
-  makePlot({name, label, unit, colour: variable, height}, index) {
+  makePlot({name, label, unit, colour: variable, height, scale}, index) {
     return makePlot(this.element, {
-      unit,
+      unit, scale,
       labels: [[label, variable]],
       height: height ?? STRIP_HEIGHT,
       isLast: index === STRIPS.length - 1,
@@ -144,7 +145,7 @@ export class Strips {
 
   wholeRange() {
     const [from, to] = this.visible;
-    return [from, Math.max(to, from + LEAST_RANGE_SECONDS)];
+    return [from, Math.max(to, from + MIN_RANGE_SECONDS)];
   }
 
   valueText(name, i) {

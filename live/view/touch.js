@@ -1,6 +1,6 @@
 // Fingers on charts: one taps for a value or moves along, two zoom.
 
-const TAP_PIXELS = 8;
+const MAX_TAP_PIXELS = 8;
 
 /**
  * Listens on `element`. `onTap(x, y)` gets a place on the screen; `onMove(pixels)` by how much one
@@ -27,11 +27,11 @@ export function listenToFingers(element, {onTap, onMove, onPinch}) {
     Object.assign(finger, {x: event.clientX, y: event.clientY});
     moved += Math.abs(right);
     if (fingers.size === 2) onPinch(before / spread());
-    else if (moved > TAP_PIXELS) onMove(right);
+    else if (moved > MAX_TAP_PIXELS) onMove(right);
   });
   const end = (event) => {
     if (!fingers.delete(event.pointerId) || event.type === 'pointercancel') return;
-    if (moved <= TAP_PIXELS) onTap(event.clientX, event.clientY);
+    if (moved <= MAX_TAP_PIXELS) onTap(event.clientX, event.clientY);
   };
   for (const type of ['pointerup', 'pointercancel']) element.addEventListener(type, end);
 }

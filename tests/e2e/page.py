@@ -59,7 +59,7 @@ class Page:
 
     def port(self, port):
         """A port's part of the table; `port` is "1", or "mast-07/1" at a central broker."""
-        key = port if "/" in port else f"/{port}"
+        key = port if "/" in port else f"/{port}"  # "/" is one without a number
         return self.driver.find_element(By.CSS_SELECTOR, f'[data-key="{key}"]')
 
     def says(self, port, attribute):

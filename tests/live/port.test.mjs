@@ -44,6 +44,10 @@ test('what arrives, is missing or late, and how the clock is set', () => {
     ['two in swapped order', swapped(steady(0, 3), 50), 96, 0, []],
     ['one stamped 20 ms late', steady(0, 3).map(([time, at], k) => [time + (k === 50) / 50, at]), 96,
       0, []],
+    ['a hold-up in the stamps, made up for slowly', steady(0, 4).map(([time], k) => {
+      const stamp = k < 64 ? time : Math.max(time, 2.2 + (k - 64) * 0.02);
+      return [stamp, stamp + 0.05];
+    }), 128, 0, []],
     ['the clock set forward by 3 h', [...steady(0, 2), ...later(steady(2, 4), 10800)], 128, 0,
       ['The logger\'s clock was set forward by 3 h 0 min']],
     ['the clock set back by 3 h', [...steady(0, 2), ...later(steady(2, 4), -10800)], 128, 0,

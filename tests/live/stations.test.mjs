@@ -44,7 +44,7 @@ test('whose half hours a port has', () => {
   const two = file(mast('m1', instrument('A')), mast('m2', instrument('B', '1'), null));
   const cases = [
     [one, '', '1', 'A C'], [one, '', '2', 'B'], [one, '', '3', ''], [one, 'm2', '1', ''],
-    [two, 'm1', '7', 'A'], [two, 'm2', '1', 'B'], [two, 'm2', '7', ''], [two, '', '1', ''],
+    [two, 'm1', '7', 'A'], [two, 'm1', '', 'A'], [two, 'm2', '1', 'B'], [two, 'm2', '7', ''], [two, '', '1', ''],
   ];
   for (const [{stations}, device, number, serials] of cases) {
     const found = instrumentsOf(stationOf(stations, device), number);

@@ -76,7 +76,7 @@ test('what is said of a port', () => {
     const got = portState({...silent, ...port}, now, link);
     assert.deepEqual([got.state, got.text], [state, text]);
   }
-  assert.equal(stampAge(now / 1000 + 185, now), 'stamped 3 min 5 s ahead of this computer\'s clock');
+  assert.equal(stampAge(now / 1000 + 185, now), '3 min 5 s ahead of this computer\'s clock');
 });
 
 test('a status that the records contradict is out of date', () => {

@@ -22,10 +22,11 @@ test('a direction as text keeps its digits', () => {
   for (const [text, angle, expected] of cases) assert.equal(turnedText(text, angle), expected);
 });
 
-/** Columns of records at `rate` whose u is given by index and v is 0. */
+/** Columns of records at `rate` whose u is given by index and whose v is 0. */
 function columnsOf(count, rate, u, diag = () => 0) {
   const column = (value) => Float64Array.from({length: count}, (_, i) => value(i));
-  return {time: column((i) => 1e9 + i / rate), u: column(u), v: column(() => 0), diag: column(diag)};
+  const [time, v] = [column((i) => 1e9 + i / rate), column(() => 0)];
+  return {time, u: column(u), v, diag: column(diag)};
 }
 
 test('means leave out records with a fault, and what is older', () => {
