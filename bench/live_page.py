@@ -74,8 +74,8 @@ def record(k, rate):
     seconds, part = divmod(k, rate)
     u, v, w = (size * math.sin(k / period) for size, period in [(5, 301), (3, 87), (1, 13)])
     return (f'{{ "SECONDS" : {START + seconds}, "NANOSECONDS" : {part * 10**9 // rate}, '
-            f'"u" : {u:.2f}, "v" : {v:.2f}, "w" : {w:.2f}, "sos" : 343.21, "ts" : {21 + w / 2:.2f}, '
-            f'"diag" : "0" }}').encode()
+            f'"u" : {u:.2f}, "v" : {v:.2f}, "w" : {w:.2f}, "sos" : 343.21, '
+            f'"ts" : {21 + w / 2:.2f}, "diag" : "0" }}').encode()
 
 
 class Browser:
@@ -155,9 +155,9 @@ def heap_rows(ports, early, growth, missed):
 def rows():
     page = Path(sys.argv[1])
     end = int(time.time()) // 1800 * 1800
-    logger = half_hours.stations_file([{"name": "mast-07", "room": [], "instruments": [
-        {"port": topic.split("/")[5], "serial_number": f"0123{k}", "half_hours": half_hours.lines(end)}
-        for k, topic in enumerate(LOGGER)]}], end + 60)
+    instruments = [{"port": topic.split("/")[5], "serial_number": f"0123{k}",
+                    "half_hours": half_hours.lines(end)} for k, topic in enumerate(LOGGER)]
+    logger = half_hours.stations_file([{"name": "mast-07", "instruments": instruments}], end + 60)
     data = Path(os.environ["DEVICE_RUN"], "data")
     data.mkdir()
     subprocess.run(["mount", "--bind", data, page / "data"], check=True)
@@ -169,8 +169,9 @@ def rows():
     browser.driver.quit()
     instruments.stopped = True
     yield "**Three ports at 32 Hz, all charts in sight, eight days of half hours**", "", "", None
-    yield "first record on the page after opening it, longest of five", f"{first:.2f} s", "< 2 s", first < 2
-    yield "half hours on the page after opening it, longest of five", f"{night:.2f} s", "< 2 s", night < 2
+    for what, seconds in ("first record", first), ("half hours", night):
+        yield (f"{what} on the page after opening it, longest of five",
+               f"{seconds:.2f} s", "< 2 s", seconds < 2)
     yield "main thread, share of one core", f"{share * 100:.1f} %", "< 25 %", share < 0.25
     yield from heap_rows("three", *heap)
 

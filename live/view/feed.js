@@ -4,7 +4,7 @@ import {parseMonth, parseStations} from '../model/stations.js';
 
 const FOLDER = 'data/';
 const HALF_HOUR = 1800e3;
-const WRITTEN_WITHIN = 90e3;  // after the half hour
+const WRITTEN_WITHIN = 30e3;  // as late as the one before, or a little later
 const RETRY = 600e3;
 
 /** Calls `onStations({written, stations})` with each new file. Without one it looks again later. */

@@ -1,11 +1,10 @@
 """Selenium's driver for Firefox without geckodriver, which Debian 12 does not have.
 
-Firefox itself answers the commands of WebDriver on a socket (Marionette): each message is its length,
-a colon and a JSON array. This turns what selenium wants into such messages.
+Firefox itself answers the commands of WebDriver on a socket (Marionette): each message is its
+length, a colon and a JSON array. This turns what selenium wants into such messages.
 """
 
 import json
-import shutil
 import socket
 import subprocess
 import time
@@ -90,8 +89,9 @@ class Marionette:
         if command == "newSession":
             return {"value": result, "sessionId": result["sessionId"]}
         if command == "quit":
-            self.process.wait(20)
-        return {"value": result["value"] if isinstance(result, dict) and "value" in result else result}
+            self.process.wait(60)
+        has_value = isinstance(result, dict) and "value" in result
+        return {"value": result["value"] if has_value else result}
 
     def close(self):
         self.socket.close()

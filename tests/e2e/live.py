@@ -1,4 +1,4 @@
-"""The live page in a browser, served by a real broker: what a technician and a stranger do to it."""
+"""The live page in a browser, served by a real broker: faults, visitors, many loggers."""
 
 import base64
 import http.client
@@ -9,7 +9,7 @@ import struct
 from page import *
 
 SOON = 3  # seconds within which the page tells what happened
-MQTT = (ROOT / "live/node_modules/mqtt/dist/mqtt.min.js")
+MQTT = ROOT / "live/node_modules/mqtt/dist/mqtt.min.js"
 
 
 class Visitor:
@@ -172,13 +172,14 @@ class LiveTest(PageTest):
         page.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
             "width": 360, "height": 640, "deviceScaleFactor": 2, "mobile": True})
         wait_until(lambda: "No data" == page.line("mast-9/2")["state"])
-        self.assertEqual([f"mast-{port} port {number}" for port, number in [(9, 2), (9, 10), (10, 1)]],
+        self.assertEqual(["mast-9 port 2", "mast-9 port 10", "mast-10 port 1"],
                          page.texts("[data-line=name]"))
         self.assertRegex(page.line("mast-9/2")["age"], r"^\d+ y \d+ d ago$")
         self.assertEqual([], page.all("canvas"))  # nothing is drawn before it is unfolded
 
-        publish("mast-9/home/qelta/device/port/2", RECORD % (START, 0))  # once more what was retained
-        publish("mast-10/home/qelta/device/port/1", *[RECORD % (START + k, 0) for k in range(1, 9)])
+        publish("mast-9/home/qelta/device/port/2", RECORD % (START, 0))  # as a bridge repeats it
+        publish("mast-10/home/qelta/device/port/1",
+                *[RECORD % (START + k, 0) for k in range(1, 9)])
         wait_until(lambda: "Receiving data" == page.line("mast-10/1")["state"])
         self.assertEqual("No data", page.line("mast-9/2")["state"])
         page.click("mast-9/2", "button")

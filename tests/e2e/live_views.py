@@ -32,25 +32,28 @@ class ViewTest(PageTest):
                 last = dict(zip(COLUMNS[3:], lines[-1][2:]))
                 last["speed"] = "%.2f" % (float(last["u"]) ** 2 + float(last["v"]) ** 2) ** 0.5
                 last["missed"] = "0"
-                plot = subprocess.run([ROOT / "tools/sonic-plot", "--table", file],
-                                      env={**os.environ, "PATH": f"{BUILD}/tools:{os.environ['PATH']}"},
-                                      capture_output=True, text=True, check=True).stdout
-                means = dict(zip(*[line.split("\t") for line in plot.splitlines()]))
-                for mean in "minuteDirection", "tenDirection":
-                    last[mean] = f"{float(means['direction']):.0f}°"
+                direction = float(self.half_hour_means(file)["direction"])
+                last |= dict.fromkeys(["minuteDirection", "tenDirection"], f"{direction:.0f}°")
                 fields = self.page.fields(number)
                 self.assertEqual(last, {name: fields[name] for name in last})
                 self.assertEqual(lines, self.save(number))
 
                 # Of ten seconds or more, a quarter from the middle.
                 chart = self.page.port(number).find_element(By.CLASS_NAME, "u-over")
-                ActionChains(self.page.driver).drag_and_drop_by_offset(
+                webdriver.ActionChains(self.page.driver).drag_and_drop_by_offset(
                     chart, chart.rect["width"] // 4, 0).perform()
                 part = self.save(number)
                 self.assertAlmostEqual(2.5 * rate, len(part), delta=2)
                 first = lines.index(part[0])
                 self.assertEqual(part, lines[first:first + len(part)])
                 self.assertAlmostEqual(5 * rate, first, delta=2)
+
+    def half_hour_means(self, file):
+        """The only row of sonic-plot's table of a file, by column."""
+        path = f"{BUILD}/tools:{os.environ['PATH']}"
+        table = subprocess.run([ROOT / "tools/sonic-plot", "--table", file], capture_output=True,
+                               env={**os.environ, "PATH": path}, text=True, check=True).stdout
+        return dict(zip(*[line.split("\t") for line in table.splitlines()]))
 
     def save(self, number):
         """The rows of the table that the page saves, as text."""
@@ -103,10 +106,11 @@ class ViewTest(PageTest):
         self.assert_says("title", "^Port 1, instrument 01234$")
         self.assert_says("warning", "sonicd-room: room for 3 days of data left$")
         self.assert_says("direction", "^173°$")  # 143° and the mounting angle
-        wait_until(lambda: page.script("return document.title") == page.fields()["state"] + " – mast-07")
+        wait_until(lambda: page.text("title") == page.fields()["state"] + " – mast-07")
 
-        counts = {name: len(page.all(f".calendar .{name}")) for name in ("good", "fair", "poor", "none")}
-        self.assertEqual({"good": 364, "fair": 6, "poor": 6, "none": 8}, counts)
+        qualities = ["good", "fair", "poor", "none"]
+        self.assertEqual([364, 6, 6, 8],
+                         [len(page.all(f".calendar .{quality}")) for quality in qualities])
         night = page.all(".calendar .poor")[0]
         page.script("arguments[0].click()", night)
         row = dict(zip(lines[0].split(","), lines[339].split(",")))
@@ -136,7 +140,7 @@ class ViewTest(PageTest):
         for name, end in ("late", NOW), ("early", month):
             station = {"name": "mast-07", "instruments": [
                 {"serial_number": "01234", "half_hours": half_hours.lines(end, seed=end)}]}
-            (RUN / f"data/{name}.json").write_text(json.dumps(half_hours.stations_file([station], end)))
+            write_stations(half_hours.stations_file([station], end), f"{name}.json")
         write_stations(half_hours.stations_file([
             {"name": "mast-07", "files": {"2026-10": "early.json", "2026-11": "late.json"},
              "instruments": [{"serial_number": "01234"}]}], NOW))
@@ -147,8 +151,15 @@ class ViewTest(PageTest):
         self.assertEqual(48, len(page.all(".calendar .none")))
 
     def test_reload(self):
-        """A reload loses nothing of the last ten minutes."""
+        """A reload loses nothing of the last ten minutes, and forgets a port that was cleared."""
+        tried = self.port.topic.replace("1", "4")
+        for topic in "", "/fast", "/status":
+            publish(tried + topic, RECORD % (START, 0), retain=True)
         page = self.open_page()
+        wait_until(lambda: page.port("4"))
+        document = (ROOT / "doc/live.md").read_text()
+        (clear,) = re.findall("    (for topic in .*?done)", document, re.S)
+        subprocess.run(["bash", "-c", clear], check=True)
         first = int(time.time()) - 30
         topic = self.port.topic + "/fast"
         publish(topic, *[RECORD.replace("3.00", f"3.{k:02}") % (first + k, 0) for k in range(20)])
@@ -159,6 +170,7 @@ class ViewTest(PageTest):
         wait_until(lambda: page.text("#connection") == "Connected to the broker")
         publish(topic, RECORD % (first + 25, 0))
         self.assert_says("u", "^3.00$")
+        self.assertEqual(1, len(page.all(".port")))
         self.assertEqual(21, len(ViewTest.save(self, "1")))
         self.assertIn("this page did not listen", page.text("#gap-events"))
         self.assertEqual(1, page.texts("#state-events td:last-child").count("Connected"))
@@ -193,8 +205,11 @@ class ViewTest(PageTest):
         page.script("""
             const strips = document.querySelector('.strips');
             const box = strips.querySelector('.u-over').getBoundingClientRect();
-            window.finger = (type, pointerId, part) => strips.dispatchEvent(new PointerEvent(type, {
-              pointerType: 'touch', pointerId, clientX: box.x + part * box.width, clientY: box.y + 20}));
+            window.finger = (type, pointerId, part) => {
+              const [clientX, clientY] = [box.x + part * box.width, box.y + 20];
+              const options = {pointerType: 'touch', pointerId, clientX, clientY};
+              strips.dispatchEvent(new PointerEvent(type, options));
+            };
             finger('pointerdown', 1, 0.5);
             finger('pointerup', 1, 0.5);""")
         self.assertRegex(page.text(".strip-title .value"), r"^3\.00 at 22:46:\d\d\.000$")

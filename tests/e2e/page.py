@@ -4,7 +4,6 @@ import json
 
 try:
     from selenium import webdriver
-    from selenium.webdriver.common.action_chains import ActionChains
     from selenium.webdriver.common.by import By
     import firefox
 except ImportError:
@@ -14,9 +13,10 @@ from harness import *
 
 CONFIGURATION = Path(os.environ["DEVICE_BROKER_CONF"])
 FOLDER = BUILD / "live-page"
-CHROMIUM_OPTIONS = ["headless", "no-sandbox", "disable-gpu", "no-first-run", "window-size=1200,2500",
-                    "disable-background-networking", f"user-data-dir={RUN}/browser"]
-FIREFOX_PREFERENCES = {"browser.download.dir": str(RUN), "permissions.default.desktop-notification": 1}
+CHROMIUM_OPTIONS = ["headless", "no-sandbox", "disable-gpu", "no-first-run",
+                    "disable-background-networking", "window-size=1200,2500",
+                    f"user-data-dir={RUN}/browser"]
+FIREFOX_PREFERENCES = {"browser.download.dir": str(RUN)}
 RECORD = ('{ "SECONDS" : %d, "NANOSECONDS" : %d, "u" : 3.00, "v" : -4.00, "w" : 0.07, '
           '"sos" : 343.21, "ts" : 21.50, "diag" : "0" }')
 
@@ -51,8 +51,8 @@ class Page:
         return self.driver.find_elements(By.CSS_SELECTOR, selector)
 
     def texts(self, selector):
-        return self.script("return [...document.querySelectorAll(arguments[0])].map(e => e.textContent)",
-                           selector)
+        return self.script(
+            "return [...document.querySelectorAll(arguments[0])].map(e => e.textContent)", selector)
 
     def text(self, selector):
         return self.texts(selector)[0]
@@ -64,8 +64,9 @@ class Page:
 
     def says(self, port, attribute):
         return self.script("""
-            const found = arguments[0].querySelectorAll(`[data-${arguments[1]}]`);
-            return Object.fromEntries([...found].map(e => [e.dataset[arguments[1]], e.textContent]));
+            const [port, name] = arguments;
+            const found = [...port.querySelectorAll(`[data-${name}]`)];
+            return Object.fromEntries(found.map(e => [e.dataset[name], e.textContent]));
             """, self.port(port), attribute)
 
     def fields(self, port="1"):
@@ -78,7 +79,8 @@ class Page:
         self.script("arguments[0].querySelector(arguments[1]).click()", self.port(port), selector)
 
     def move_clock(self, seconds):
-        self.script(f"const now = window.Date.now; window.Date.now = () => now() + {seconds * 1000};")
+        self.script("const [ahead] = arguments, now = window.Date.now;"
+                    "window.Date.now = () => now() + ahead;", seconds * 1000)
 
 
 def wait_until(check, seconds=60):
@@ -102,9 +104,9 @@ def publish(topic, *texts, retain=False):
                        input=text if isinstance(text, bytes) else text.encode(), check=True)
 
 
-def write_stations(stations):
-    """Puts the file with the half hours beside the page."""
-    (RUN / "data/stations.json").write_text(json.dumps(stations))
+def write_stations(stations, name="stations.json"):
+    """Puts a file with half hours beside the page."""
+    (RUN / "data" / name).write_text(json.dumps(stations))
 
 
 @unittest.skipUnless((FOLDER / "index.html").exists(), "no live page: it is built with npm")
