@@ -15,8 +15,8 @@ export function parseStations(text) {
   } catch {
     return null;
   }
-  if (file?.format !== FORMAT) return null;
-  const written = Date.parse(file.written);
+  const written = Date.parse(file?.written);
+  if (file?.format !== FORMAT || Number.isNaN(written)) return null;
   const stations = arrayOf(file.stations).map((station) => parseStation(station, written));
   return {written, stations};
 }

@@ -22,6 +22,7 @@ export class Entry {
     this.station = null;
     this.instruments = [];
     this.minute = this.tenMinutes = null;
+    this.day = null;  // {midnight, percent} of the day's records in the file
     this.state = null;
     this.element = copyOf('port');
     this.element.dataset.key = this.key;
@@ -90,6 +91,7 @@ export class Entry {
   setStations(stations) {
     this.station = stationOf(stations, this.port.device);
     this.instruments = instrumentsOf(this.station, this.port.number);
+    this.day = null;
     if (this.card) this.card.showHistories();
   }
 
@@ -111,7 +113,11 @@ export class Entry {
   /** Percent of the day's records in the file, or null. */
   today(now) {
     const midnight = Math.floor(now / 1000 / DAY) * DAY;
-    return this.instruments[0]?.halfHours.percentOfDay(midnight) ?? null;
+    if (midnight !== this.day?.midnight) {
+      const percent = this.instruments[0]?.halfHours.percentOfDay(midnight) ?? null;
+      this.day = {midnight, percent};
+    }
+    return this.day.percent;
   }
 
   get missed() {

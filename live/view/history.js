@@ -35,18 +35,21 @@ export class History {
 
   /** Takes newer half hours of the same instrument. What is shown stays, unless it was the end. */
   update(instrument, station) {
-    const wasAtEnd = !this.halfHours || this.range[1] >= this.halfHours.end;
+    const wasAtEnd = !this.range || this.range[1] >= this.halfHours.end;
     this.instrument = instrument;
     this.station = station;
     this.setHalfHours(instrument.halfHours);
-    this.loaded = Object.keys(station.files).sort();  // months that may still be asked for
+    this.months = Object.keys(station.files).sort();  // that may still be asked for
     if (wasAtEnd) this.showLast(SHOWN_DAYS * DAY);
     else this.show(...this.range);
     if (!this.halfHours.length) this.loadLast();
   }
 
+  /** Loads months until there are enough days to show. */
   async loadLast() {
-    if (await this.loadMonth()) this.showLast(SHOWN_DAYS * DAY);
+    const isShort = () => this.halfHours.length < SHOWN_DAYS * DAY / HALF_HOUR;
+    while (isShort() && await this.loadMonth());
+    this.showLast(SHOWN_DAYS * DAY);
   }
 
   setHalfHours(halfHours) {
@@ -77,7 +80,7 @@ export class History {
 
   /** A station of an archive has a file for each month: the last that is not there yet. */
   async loadMonth() {
-    const month = this.loaded.pop();
+    const month = this.months.pop();
     const station = month && await this.feed.month(this.station.files[month]);
     const {serialNumber} = this.instrument;
     const earlier = station?.instruments.find((other) => other.serialNumber === serialNumber);

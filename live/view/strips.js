@@ -37,7 +37,7 @@ export class Strips {
     new ResizeObserver(() => this.plots.forEach((plot) => plot.fit())).observe(element);
     listenToFingers(element, {
       onTap: (x, y) => this.plots.length && pointAt(this.plotAt(y), x, y),
-      onMove: (pixels) => this.move(-pixels / this.element.clientWidth),
+      onMove: (pixels) => this.range && this.move(-pixels / this.element.clientWidth),
       onPinch: (factor) => this.zoom(factor),
     });
   }

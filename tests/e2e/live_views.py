@@ -134,16 +134,16 @@ class ViewTest(PageTest):
         wait_until(lambda: len(page.all(".half-hours tbody tr")) == 48 - 6)
 
     def test_months_of_an_archive(self):
-        """The file of the last month is shown, an earlier one when somebody goes back to it; also
-        when the broker knows nothing of the mast."""
-        month = NOW - 9 * 86400
-        for name, end in ("late", NOW), ("early", month):
-            station = {"name": "mast-07", "instruments": [
-                {"serial_number": "01234", "half_hours": half_hours.lines(end, seed=end)}]}
-            write_stations(half_hours.stations_file([station], end), f"{name}.json")
-        write_stations(half_hours.stations_file([
-            {"name": "mast-07", "files": {"2026-10": "early.json", "2026-11": "late.json"},
-             "instruments": [{"serial_number": "01234"}]}], NOW))
+        """Months are read until there are eight days, and then when somebody goes back to them;
+        also when the broker knows nothing of the mast."""
+        mast = {"name": "mast-07", "instruments": [{"serial_number": "01234"}]}
+        months = [("10", 9, 8), ("11", 3, 5), ("12", 0, 3)]  # how many days before now, how many
+        for name, before, days in months:
+            lines = half_hours.lines(NOW - before * half_hours.DAY, days)
+            station = {**mast, "instruments": [{"serial_number": "01234", "half_hours": lines}]}
+            write_stations(half_hours.stations_file([station], NOW), f"{name}.json")
+        mast["files"] = {f"2026-{name}": f"{name}.json" for name, *_ in months}
+        write_stations(half_hours.stations_file([mast], NOW))
         page = self.open_page()
         wait_until(lambda: len(page.all(".calendar .good")) == 8 * 48)
         page.click("/", ".history [data-action=back]")

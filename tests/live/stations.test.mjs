@@ -38,7 +38,7 @@ test('half hours of a rate that is not known, of none, and of two months', () =>
 
 test('whose half hours a port has', () => {
   const instrument = (serial, port) => ({serial_number: serial, port, mounting_angle: 30});
-  const file = (...stations) => parseStations(JSON.stringify({format: 1, written: 'x', stations}));
+  const file = (...stations) => parseStations(JSON.stringify({format: 1, written: '2026-11-23T03:01:00Z', stations}));
   const mast = (name, ...instruments) => ({name, instruments});
   const one = file(mast('m1', instrument('A', '1'), instrument('B', '2'), instrument('C', '1')));
   const two = file(mast('m1', instrument('A')), mast('m2', instrument('B', '1'), null));
@@ -54,7 +54,9 @@ test('whose half hours a port has', () => {
 });
 
 test('a file that is none, or of a form to come, is none', () => {
-  for (const text of ['', '{', 'null', '[]', '{"format": 2, "stations": []}']) {
+  const texts = ['', '{', 'null', '[]', '{"format": 2, "written": "2026-11-23T03:01:00Z"}',
+    '{"format": 1, "written": "yesterday", "stations": []}'];
+  for (const text of texts) {
     assert.equal(parseStations(text), null);
     assert.equal(parseMonth(text), null);
   }
