@@ -56,8 +56,10 @@ function entryOf(device, number) {
   if (remembered) port.restore(remembered);
   const entry = new Entry(port, feed, () => update(true));
   entry.setStations(written.stations);
-  entry.computeState(Date.now(), link);
-  ports.add(entry, Date.now());
+  const now = Date.now();
+  entry.computeState(now, link);
+  entry.showLine(now);
+  ports.add(entry, now);
   return entry;
 }
 

@@ -81,7 +81,8 @@ export class Card {
 
   /** Shows the half hours of the port's instruments. */
   showHistories() {
-    const {instruments, station, feed} = this.entry;
+    const {instruments, station, feed, title} = this.entry;
+    this.set('title', title);
     this.histories.forEach(({element}) => element.remove());
     const bySerialNumber = new Map(this.histories.map((one) => [one.instrument.serialNumber, one]));
     this.histories = instruments.map((instrument) => {
@@ -94,9 +95,8 @@ export class Card {
 
   /** Shows what is known now. `steady` is the time by a clock that is never set. */
   update(now, steady) {
-    const {port, title, warning, state} = this.entry;
+    const {port, warning, state} = this.entry;
     this.element.dataset.state = state.state;
-    this.set('title', title);
     this.set('state', state.text);
     this.showStatus(now, state.state === 'live');
     const count = port.unreadable.count(now);

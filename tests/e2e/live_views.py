@@ -5,6 +5,7 @@ import csv
 import half_hours
 from page import *
 
+AXE = ROOT / "live/node_modules/axe-core/axe.min.js"
 NOW = int(time.time()) // 1800 * 1800
 
 
@@ -196,6 +197,19 @@ class ViewTest(PageTest):
         wait_until(lambda: page.script("return told")[1:] == ["Data are back: port 1"])
         time.sleep(2)
         self.assertEqual(2, len(page.script("return told")))
+
+    def test_for_everybody(self):
+        """What a checker of accessibility finds in a page with all of its parts."""
+        write_stations(half_hours.a_night_with_gaps(NOW))
+        publish(self.port.topic.replace("1", "2"), "{", retain=True)
+        page = self.open_page()
+        publish(self.port.topic, RECORD % (START + 2, 0))
+        wait_until(lambda: page.all(".calendar .good") and page.all(".strips canvas"))
+        page.script(AXE.read_text() + "window.axe = axe")
+        page.script("axe.run().then(({violations}) => { window.found = violations; })")
+        wait_until(lambda: page.script("return Boolean(window.found)"))
+        self.assertEqual([], page.script(
+            "return found.map(({id, nodes}) => [id, nodes.map(({html}) => html)])"))
 
     def test_fingers_and_paper(self):
         """Touch: a tap tells the value, two fingers zoom. Paper: dark on white, and all of it."""
