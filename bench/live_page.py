@@ -139,9 +139,10 @@ def measure(topics, rate, wait_until_full):
 
 
 def wait_for_means(browser):
-    """Until there are ten minutes of each port; the means tell as long as there are less."""
-    while any(browser.fields("[data-field=tenSpan]")) or not browser.fields("[data-field=tenSpan]"):
-        time.sleep(1)
+    """Until there are ten minutes of each port: the means say as long as there are less."""
+    for what in all, lambda texts: not any(texts):
+        while not what(browser.fields("[data-field=tenSpan]")):
+            time.sleep(1)
     time.sleep(5)
 
 

@@ -25,7 +25,7 @@ function decodeWhole(number, scale) {
 
 function decodeColumn({constant, scale, data}, length) {
   if (data === undefined) return new Float64Array(length).fill(constant ?? NaN);
-  const bytes = Uint8Array.from(atob(data), (c) => c.charCodeAt(0)).buffer;
+  const bytes = fromBase64(data);
   if (!scale) return new Float64Array(bytes);
   return Float64Array.from(new Int32Array(bytes), (number) => decodeWhole(number, scale));
 }
@@ -37,6 +37,13 @@ function toBase64(numbers) {
     parts.push(String.fromCharCode(...bytes.subarray(i, i + 0x8000)));
   }
   return btoa(parts.join(''));
+}
+
+function fromBase64(data) {
+  const text = atob(data);
+  const bytes = new Uint8Array(text.length);
+  for (let i = 0; i < text.length; i++) bytes[i] = text.charCodeAt(i);
+  return bytes.buffer;
 }
 
 /** Columns of records as an object for JSON. The time is kept as its distance from the stamp. */
