@@ -20,10 +20,10 @@ const MAX_SILENT_MILLISECONDS = 5000;  // without an answer the network is taken
 
 const memory = recall();
 const ports = new Ports(memory.unfolded);
-const lists = {};
-for (const kind of ['state', 'gap']) {
-  lists[kind] = new Events(document.querySelector(`#${kind}-events tbody`), memory[kind]);
-}
+const lists = {
+  state: new Events('state', 'State and status', memory.state),
+  gap: new Events('gap', 'Gaps and settings of the clock', memory.gap),
+};
 const alarm = new Alarm(document.getElementById('alarm'), memory.told);
 const link = {online: false, since: Date.now(), heardAt: 0, askedAt: 0};
 let written = {stations: []};

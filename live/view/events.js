@@ -1,13 +1,22 @@
 // A list of the last hundred things that happened.
 
 import {formatTime} from '../model/format.js';
+import {copyOf} from './fields.js';
 
 const MAX_EVENTS = 100;
 
 export class Events {
-  /** `rows` are those of rows() before the page was loaded again. */
-  constructor(body, rows = []) {
-    this.body = body;
+  /**
+   * Adds the list to the page; `kind` names it for style and tests. `rows` are those of rows()
+   * before the page was loaded again.
+   */
+  constructor(kind, title, rows = []) {
+    const section = copyOf('list');
+    section.id = `${kind}-events`;
+    section.querySelector('h2').textContent = title;
+    section.querySelector('.scroll').setAttribute('aria-label', title);
+    document.getElementById('lists').append(section);
+    this.body = section.querySelector('tbody');
     this.waiting = rows;  // drawn with the next update: a bad line has many gaps a second
   }
 
