@@ -1,6 +1,7 @@
 // The written file, its half hours, and who is told that data stopped.
 
 import assert from 'node:assert/strict';
+import {readFile} from 'node:fs/promises';
 import test from 'node:test';
 import {HalfHours} from '../../live/model/half_hours.js';
 import {instrumentsOf, parseMonth, parseStations, roomTexts, stationOf}
@@ -60,6 +61,16 @@ test('a file that is none, or of a form to come, is none', () => {
     assert.equal(parseStations(text), null);
     assert.equal(parseMonth(text), null);
   }
+});
+
+test('the examples in the document', async () => {
+  const text = await readFile(new URL('../../doc/live-data.md', import.meta.url), 'utf8');
+  const examples = [...text.matchAll(/```json\n([^]*?)```/g)].map(([, json]) => json);
+  const [logger, month, byHand] = [examples[0], `{"format": 1, "written": "2026-11-23T14:31:07Z",
+    "stations": [${examples[1]}]}`, examples[2]].map(parseStations);
+  assert.equal(logger.stations[0].instruments[0].halfHours.text(0, 'w'), '-0.0218');
+  assert.deepEqual(Object.keys(month.stations[0].files), ['2026-10', '2026-11']);
+  assert.deepEqual(byHand.stations.map(({instruments: [{angle}]}) => angle), [12, 355]);
 });
 
 test('the room on the disk, with and without a warning', () => {
