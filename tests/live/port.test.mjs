@@ -3,6 +3,7 @@
 import assert from 'node:assert/strict';
 import test from 'node:test';
 import {Port} from '../../live/model/port.js';
+import {Rates} from '../../live/model/rates.js';
 
 const START = 1700002000;
 const WALL = START * 1000;
@@ -40,8 +41,15 @@ test('what arrives, is missing or late, and how the clock is set', () => {
     ['all there', steady(0, 20), 640, 0, []],
     ['16 records missing', [...steady(0, 2), ...steady(2.5, 4)], 112, 16,
       ['Gap of 0.531 s after 22:46:41.969: 16 records missed']],
+    ['one record missing', [...steady(0, 2), ...steady(2, 4).slice(1)], 127, 1,
+      ['Gap of 0.063 s after 22:46:41.969: 1 record missed']],
+    ['20 min missing', [...steady(0, 2), ...steady(1202, 1203)], 32, 19169,
+      ['Gap of 20 min 0 s after 22:46:41.969: 38400 records missed']],
+    ['one half a second late', reordered(steady(0, 3), 50, 66), 96, 0,
+      ['Gap of 0.063 s after 22:46:42.016: 1 record missed']],
     ['a second held up on the way', [...steady(0, 2), ...held, ...steady(3, 5)], 160, 0, []],
-    ['two in swapped order', swapped(steady(0, 3), 50), 96, 0, []],
+    ['two in swapped order', reordered(steady(0, 3), 50, 51), 96, 0, []],
+    ['three the wrong way round', reordered(reordered(steady(0, 3), 50, 52), 50, 51), 96, 0, []],
     ['one stamped 20 ms late', steady(0, 3).map(([time, at], k) => [time + (k === 50) / 50, at]), 96,
       0, []],
     ['a hold-up in the stamps, made up for slowly', steady(0, 4).map(([time], k) => {
@@ -50,6 +58,10 @@ test('what arrives, is missing or late, and how the clock is set', () => {
     }), 128, 0, []],
     ['the clock set forward by 3 h', [...steady(0, 2), ...later(steady(2, 4), 10800)], 128, 0,
       ['The logger\'s clock was set forward by 3 h 0 min']],
+    ['the same after 16 records missing',
+      [...steady(0, 2), ...steady(2.5, 4), ...later(steady(4, 5), 10800)], 144, 16,
+      ['Gap of 0.531 s after 22:46:41.969: 16 records missed',
+        'The logger\'s clock was set forward by 3 h 0 min']],
     ['the clock set back by 3 h', [...steady(0, 2), ...later(steady(2, 4), -10800)], 128, 0,
       ['The logger\'s clock was set back by 3 h 0 min']],
     ['the clock set back by a whole second', [...steady(0, 2), ...later(steady(2, 4), -1)], 128, 0,
@@ -72,10 +84,11 @@ test('what arrives, is missing or late, and how the clock is set', () => {
   }
 });
 
-function swapped(messages, i) {
-  const [first, second] = [messages[i][0], messages[i + 1][0]];
-  return messages.map(([time, arrival], k) =>
-    [k === i ? second : k === i + 1 ? first : time, arrival]);
+/** The record at one index comes at another, and those in between come before it. */
+function reordered(messages, from, to) {
+  const times = messages.map(([time]) => time);
+  times.splice(to, 0, ...times.splice(from, 1));
+  return messages.map(([, arrival], k) => [times[k], arrival]);
 }
 
 function later(messages, seconds) {
@@ -108,12 +121,29 @@ test('an uneven network is neither a gap nor a step of the clock', () => {
   }
 });
 
+test('a clock that drifts is told from one that is set', () => {
+  const drift = (time) => time * 1.0005;
+  const messages = Array.from({length: 4800}, (_, k) => [k / 4, drift(k / 4)]);
+  assert.deepEqual(portAfter(messages).events, []);
+  const {events} = portAfter([...messages, [1200.7, drift(1200)], [1200.95, drift(1200.25)]]);
+  assert.deepEqual(events, ['The logger\'s clock was set forward by 0.7 s']);
+});
+
 test('what the page did not hear is not missed', () => {
   const {port, events} = portAfter(steady(0, 2));
   port.connected(WALL + 60e3);
-  handle(port, 'fast', message(START + 60), 60);
-  assert.equal(port.gaps.missed(START + 60), 0);
-  assert.deepEqual(events, ['Gap of 58.031 s after 22:46:41.969: this page did not listen']);
+  handle(port, 'fast', message(START + 7200), 60);  // this computer slept
+  assert.equal(port.gaps.missed(START + 7200), 0);
+  assert.deepEqual(events, ['Gap of 1 h 59 min after 22:46:41.969: this page did not listen']);
+});
+
+test('records a second, by their arrival', () => {
+  const rates = new Rates();
+  assert.equal(rates.mean(5000, 5), null);
+  for (let k = 0; k < 160; k++) rates.add(10000 + k * 1000 / 32);
+  for (const [now, seconds, mean] of [[15500, 5, 32], [18500, 5, 32 * 2 / 5], [25000, 5, 0], [25000, 60, 32 * 4 / 14], [90000, 60, null]]) {
+    assert.equal(rates.mean(now, seconds), mean, `${now}`);
+  }
 });
 
 test('data that stop and are back', () => {
@@ -129,9 +159,9 @@ test('messages that are no records are counted for ten minutes', () => {
   const cases = ['null', '7', '[]', '{', good.replace('1700002000', '8639999999999'),
     good.replace('1700002000', '"1"'), good.replace('"v":1', '"v":')];
   const {port} = portAfter([[0, 0]]);
-  for (const text of cases) handle(port, 'fast', text, 0);
+  cases.forEach((text, i) => handle(port, 'fast', text, i === 0 ? -60 : 0));
   handle(port, 'fast', '', 0);  // clears a retained one
-  assert.equal(port.unreadable.count(WALL + 9 * 60e3), cases.length);
+  assert.equal(port.unreadable.count(WALL + 8 * 60e3), cases.length);
   assert.equal(port.unreadable.count(WALL + 11 * 60e3), 0);
   assert.equal(port.window.length, 1);
 });

@@ -10,9 +10,9 @@ import {SilenceWatch} from '../../live/model/watch.js';
 
 const HEAD = 'start,records,expected,percent,u';
 const WRITTEN = Date.parse('2026-11-23T03:01:00Z');
-const LINES = [HEAD, '2026-11-22T23:30:00Z,57600,57600,100.00,1.5000',
+const LINES = [HEAD, '2026-11-22T23:30:00Z,57024,57600,99.00,1.5000',
   '2026-11-23T00:00:00Z,28800,57600,50.00,-0.2500', '2026-11-23T00:30:00Z,0,57600,0.00,',
-  '2026-11-23T01:30:00Z,54000,57600,93.75,2.0000', 'nonsense', '2026-11-23T01:31:00Z,1,1,1,1'];
+  '2026-11-23T01:30:00Z,51840,57600,90.00,2.0000', 'nonsense', '2026-11-23T01:31:00Z,1,1,1,1'];
 
 test('half hours stand on a grid up to the last finished one', () => {
   const halfHours = new HalfHours(LINES, WRITTEN);
@@ -24,7 +24,8 @@ test('half hours stand on a grid up to the last finished one', () => {
   assert.deepEqual([halfHours.text(0, 'u'), halfHours.text(3, 'u'), halfHours.text(0, 'gust')],
     ['1.5000', '', '']);
   const midnight = Date.parse('2026-11-23') / 1000;
-  assert.equal(halfHours.percentOfDay(midnight), 100 * (28800 + 54000) / (6 * 57600));
+  assert.equal(halfHours.percentOfDay(midnight), 100 * (28800 + 51840) / (6 * 57600));
+  assert.equal(halfHours.percentOfDay(midnight - 86400), 99);
   assert.equal(halfHours.percentOfDay(midnight + 86400), null);
 });
 
@@ -32,6 +33,7 @@ test('half hours of a rate that is not known, of none, and of two months', () =>
   assert.equal(new HalfHours([HEAD, '2026-11-23T00:00:00Z,28800,,,1'], WRITTEN).quality(0), 'unknown');
   assert.equal(new HalfHours([], NaN).length, 0);
   assert.equal(new HalfHours([HEAD, '1999-01-01T00:00:00Z,1,1,1,1', LINES[1]], WRITTEN).length, 2976);
+  assert.equal(new HalfHours(LINES, WRITTEN * 2).length, 2976);
   const months = new HalfHours(LINES, WRITTEN)
     .withEarlier(new HalfHours([HEAD, '2026-11-22T22:00:00Z,1,2,50.00,7'], WRITTEN));
   assert.deepEqual(months.column('u', 0, 5), [7, null, null, 1.5, -0.25]);
@@ -42,10 +44,12 @@ test('whose half hours a port has', () => {
   const file = (...stations) => parseStations(JSON.stringify({format: 1, written: '2026-11-23T03:01:00Z', stations}));
   const mast = (name, ...instruments) => ({name, instruments});
   const one = file(mast('m1', instrument('A', '1'), instrument('B', '2'), instrument('C', '1')));
-  const two = file(mast('m1', instrument('A')), mast('m2', instrument('B', '1'), null));
+  const two = file(mast('m1', instrument('A')), mast('m2', instrument('B', '1'), null),
+    mast('m3', instrument('C'), instrument('D')));
   const cases = [
     [one, '', '1', 'A C'], [one, '', '2', 'B'], [one, '', '3', ''], [one, 'm2', '1', ''],
     [two, 'm1', '7', 'A'], [two, 'm1', '', 'A'], [two, 'm2', '1', 'B'], [two, 'm2', '7', ''], [two, '', '1', ''],
+    [two, 'm3', '', 'C D'], [two, 'm3', '1', ''],
   ];
   for (const [{stations}, device, number, serials] of cases) {
     const found = instrumentsOf(stationOf(stations, device), number);

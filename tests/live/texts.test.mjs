@@ -94,11 +94,11 @@ test('a status that the records contradict is out of date', () => {
 test('ports in the order of their names, or the worst first', () => {
   const port = (device, number, state, silentFor, missed) =>
     ({device, number, state, silentFor, missed});
-  const ports = [port('m10', '1', 'live', 1, 0), port('m2', '10', 'live', 1, 9),
+  const ports = [port('m10', '1', 'live', 1, 0), port('m2', '10', 'live', 1, 9), port('m2', '11', 'live', 1, 99),
     port('m2', '2', 'stopped', 60, 0), port('m2', '1', 'stopped', 900, 0), port('', '4', 'waiting')];
   const names = (worstFirst) =>
     inOrder(ports, worstFirst).map(({device, number}) => `${device}/${number}`).join(' ');
-  assert.equal(names(false), '/4 m2/1 m2/2 m2/10 m10/1');
-  assert.equal(names(true), 'm2/1 m2/2 /4 m2/10 m10/1');
+  assert.equal(names(false), '/4 m2/1 m2/2 m2/10 m2/11 m10/1');
+  assert.equal(names(true), 'm2/1 m2/2 /4 m2/11 m2/10 m10/1');
   assert.ok(compareNames('mast-2', 'mast-10') < 0);
 });

@@ -18,7 +18,8 @@ test('where the wind comes from, clockwise from the instrument\'s north', () => 
 
 test('a direction as text keeps its digits', () => {
   const cases = [['110.83', 0, '110.83'], ['350.50', 30, '20.50'], ['5.00', -10, '355.00'],
-    ['', 30, ''], ['359.99', 0.01, '0.00'], ['7', 30.4, '37']];
+    ['', 30, ''], ['359.99', 0.01, '0.00'], ['7', 30.4, '37'],
+    ['5.4', 354.57, '0.0']];
   for (const [text, angle, expected] of cases) assert.equal(turnedText(text, angle), expected);
 });
 
