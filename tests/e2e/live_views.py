@@ -1,11 +1,16 @@
 """What the live page shows of records, of messages that are none, and of the written file."""
 
 import csv
+import sys
 
 import half_hours
 from page import *
 
+sys.path.insert(0, str(ROOT / "tests"))
+import data_files  # noqa: E402
+
 AXE = ROOT / "live/node_modules/axe-core/axe.min.js"
+PATH_TO_TOOLS = {**os.environ, "PATH": f"{BUILD}/tools:{os.environ['PATH']}"}
 NOW = int(time.time()) // 1800 * 1800
 
 
@@ -51,10 +56,17 @@ class ViewTest(PageTest):
 
     def half_hour_means(self, file):
         """The only row of sonic-plot's table of a file, by column."""
-        path = f"{BUILD}/tools:{os.environ['PATH']}"
         table = subprocess.run([ROOT / "tools/sonic-plot", "--table", file], capture_output=True,
-                               env={**os.environ, "PATH": path}, text=True, check=True).stdout
+                               env=PATH_TO_TOOLS, text=True, check=True).stdout
         return dict(zip(*[line.split("\t") for line in table.splitlines()]))
+
+    def shown_table(self):
+        """All half hours of the first card, as lines of CSV."""
+        wait_until(lambda: self.page.all(".history details"))
+        self.page.script("document.querySelector('.history details').open = true")
+        return wait_until(lambda: self.page.script("""
+            return [...document.querySelectorAll('.half-hours tr')].map(
+              (row) => [...row.cells].map((cell) => cell.textContent).join());"""))
 
     def save(self, number):
         """The rows of the table that the page saves, as text."""
@@ -125,14 +137,34 @@ class ViewTest(PageTest):
                     "new KeyboardEvent('keydown', {key: 'ArrowLeft'}))")
         self.assertNotEqual(readout, page.text(".readout"))
 
-        page.script("document.querySelector('.history details').open = true")
-        table = wait_until(lambda: page.script("""
-            return [...document.querySelectorAll('.half-hours tr')].map(
-              (row) => [...row.cells].map((cell) => cell.textContent).join());"""))
-        self.assertEqual(lines, [line.rpartition(",")[0] for line in table])
+        self.assertEqual(lines, [line.rpartition(",")[0] for line in self.shown_table()])
         self.assertIn("mast-07 instrument 01234", page.text(".half-hours caption"))
         page.click("1", "[data-action=day]")
         wait_until(lambda: len(page.all(".half-hours tbody tr")) == 48 - 6)
+
+    def test_the_night(self):
+        """From data files, some of them bad, to the page with the digits of the other programs."""
+        files = [data_files.write(HOME, NOW - k * 1800, data_files.text(NOW - k * 1800, 60, step=30))
+                 for k in range(1, 200)]
+        for k, contents in (5, ""), (6, "\0" * 9999):
+            files[k].write_text(contents)
+        subprocess.run([BUILD / "tools/sonicd-history", "--output", RUN / "data/stations.json",
+                        "--cache", RUN / "cache", HOME], env=PATH_TO_TOOLS, check=True)
+        publish(self.port.topic, RECORD % (START, 0), retain=True)
+        page = self.open_page()
+        table = self.shown_table()
+        for program in ["sonic-records", "--half-hours"], [ROOT / "tools/sonic-plot", "--table"]:
+            printed = subprocess.run([*program, *files], capture_output=True, text=True,
+                                     env=PATH_TO_TOOLS).stdout
+            self.assertEqual(printed.replace("\t", ",").splitlines(), table)
+        cell = page.all(".calendar .poor")[0]
+        page.script("arguments[0].click()", cell)
+        readout = page.text(".readout")
+        (line,) = [line for line in table if line[:16] == readout[:16].replace(" ", "T")]
+        row = dict(zip(table[0].split(","), line.split(",")))
+        for part in f"speed {row['speed_scalar']} m/s", f"from {row['direction']}°", row["ustar"]:
+            self.assertIn(part, readout)
+        self.assertIn("Room for", page.text(".history"))
 
     def test_months_of_an_archive(self):
         """Months are read until there are eight days, and then when somebody goes back to them;
