@@ -22,12 +22,16 @@ install(FILES ${deploy}/systemd/sonicd-send@.service ${deploy}/systemd/sonicd-se
         DESTINATION lib/systemd/system)
 install_configured(systemd/sonicd-compress.service.in lib/systemd/system sonicd-compress.service)
 install_configured(systemd/sonicd-room.service.in lib/systemd/system sonicd-room.service)
-install(FILES ${deploy}/systemd/sonicd-compress.timer ${deploy}/systemd/sonicd-room.timer
-        DESTINATION lib/systemd/system)
-# On from the start; `systemctl stop` and then `systemctl mask` switch it off.
-file(CREATE_LINK ../sonicd-room.timer ${CMAKE_CURRENT_BINARY_DIR}/sonicd-room.timer SYMBOLIC)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/sonicd-room.timer
-        DESTINATION lib/systemd/system/timers.target.wants)
+install_configured(systemd/sonicd-history.service.in lib/systemd/system sonicd-history.service)
+install(FILES ${deploy}/systemd/sonicd-compress.timer ${deploy}/systemd/sonicd-history.timer
+        ${deploy}/systemd/sonicd-room.timer DESTINATION lib/systemd/system)
+# On from the start; `systemctl stop` and then `systemctl mask` switch them off.
+foreach(timer sonicd-history.timer sonicd-room.timer)
+  file(CREATE_LINK ../${timer} ${CMAKE_CURRENT_BINARY_DIR}/${timer} SYMBOLIC)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${timer}
+          DESTINATION lib/systemd/system/timers.target.wants)
+endforeach()
+install(DIRECTORY DESTINATION /etc/sonicd)  # for settings that somebody may write
 install_configured(systemd/sonic-port@.service.in lib/systemd/system sonic-port@.service)
 # One fence for all: the first folder is that of every service whose name begins so.
 set(fence 10-fence.conf)

@@ -20,9 +20,9 @@ dpkg -i /package/*.deb
 (cd /usr/share/doc/sonicd && sed -n 's/.*](\([^):#]*\.[^):#]*\)).*/\1/p' ./*.md | sort -u | xargs ls -d)
 if man -w man; then
   systemd-analyze verify sonicd@ttyS1.service sonicd-watch@ttyS1.timer sonic-port@ttyS1.service \
-    sonicd-compress.timer sonicd-room.timer
+    sonicd-compress.timer sonicd-history.timer sonicd-room.timer
 fi
-for unit in {sonicd,sonicd-watch,sonic-port}@ttyS1 sonicd-{compress,room,send@device-ttyS2}; do
+for unit in {sonicd,sonicd-watch,sonic-port}@ttyS1 sonicd-{compress,history,room,send@device-ttyS2}; do
   systemd-analyze security --threshold=25 "$unit.service"
 done
 sonic-simulator --help
@@ -56,7 +56,7 @@ dpkg -r sonicd
 
 dpkg -P sonicd
 [[ $(find $units $broker /etc/default /var/lib/systemd -name '*sonic*') == '' ]]
-[[ ! -e /usr/share/sonicd && ! -e /var/lib/sonicd ]]
+[[ ! -e /usr/share/sonicd && ! -e /var/lib/sonicd && ! -e /etc/sonicd ]]
 [[ $(cat $device/config.json $device/17* $broker/local.conf | uniq) == mine ]]
 [[ $(stat -c %U $device) == qelta ]]
 

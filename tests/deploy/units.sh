@@ -2,6 +2,7 @@
 # The units of build folder $1 at work: in a booted copy of this machine, with the package installed.
 set -euxo pipefail
 [[ -e $1/live-page/index.html ]] || { echo "skipped: no live page, which needs npm"; exit 77; }
+checkout=$PWD
 cd "$1"
 cpack -B /package >/dev/null
 cd
@@ -53,6 +54,16 @@ has $power 1
 has /sys/class/tty/ttyS1/sonic_type YOUNG_81000
 [[ $(stat -c %U:%G $device/*.young*) == qelta:qelta ]]
 mosquitto_sub -h ::1 -C 2 -W 10 -t /home/qelta/device/port/1 | grep '"u"'
+
+# The broker gives the page what the finished files say.
+last=$(($(date +%s) / 1800 * 1800 - 1800))
+PYTHONPATH=$checkout/tests python3 -Bc "import data_files, pathlib
+data_files.write(pathlib.Path('$device'), $last)"
+systemctl start sonicd-history
+fails says sonicd-history 'sonicd-history:'
+python3 -c "import urllib.request
+print(urllib.request.urlopen('http://localhost:8080/data/stations.json').read())" |
+  grep "\"port\":\"1\".*$(date -u -d "@$last" +%FT%TZ),1800,1800,100.00,.*"
 
 # A second one keeps out of its folder, says so to whoever starts it, and needs no more than one of
 # its own. No other user can hold the lock.
