@@ -25,6 +25,8 @@ install_configured(systemd/sonicd-room.service.in lib/systemd/system sonicd-room
 install_configured(systemd/sonicd-history.service.in lib/systemd/system sonicd-history.service)
 install(FILES ${deploy}/systemd/sonicd-compress.timer ${deploy}/systemd/sonicd-history.timer
         ${deploy}/systemd/sonicd-room.timer DESTINATION lib/systemd/system)
+install_configured(systemd/sonic-alarm.service.in lib/systemd/system sonic-alarm.service)
+install(FILES ${deploy}/systemd/sonic-alarm.timer DESTINATION lib/systemd/system)
 # On from the start; `systemctl stop` and then `systemctl mask` switch them off.
 foreach(timer sonicd-history.timer sonicd-room.timer)
   file(CREATE_LINK ../${timer} ${CMAKE_CURRENT_BINARY_DIR}/${timer} SYMBOLIC)

@@ -20,7 +20,7 @@ dpkg -i /package/*.deb
 (cd /usr/share/doc/sonicd && sed -n 's/.*](\([^):#]*\.[^):#]*\)).*/\1/p' ./*.md | sort -u | xargs ls -d)
 if man -w man; then
   systemd-analyze verify sonicd@ttyS1.service sonicd-watch@ttyS1.timer sonic-port@ttyS1.service \
-    sonicd-compress.timer sonicd-history.timer sonicd-room.timer
+    sonic-alarm.timer sonicd-compress.timer sonicd-history.timer sonicd-room.timer
 fi
 for unit in {sonicd,sonicd-watch,sonic-port}@ttyS1 sonicd-{compress,history,room,send@device-ttyS2}; do
   systemd-analyze security --threshold=25 "$unit.service"

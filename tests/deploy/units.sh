@@ -65,6 +65,20 @@ python3 -c "import urllib.request
 print(urllib.request.urlopen('http://localhost:8080/data/stations.json').read())" |
   grep "\"port\":\"1\".*$(date -u -d "@$last" +%FT%TZ),1800,1800,100.00,.*"
 
+# An alarm is told as the document says, by a command with the rights of any other.
+mkdir -m 777 /mailed
+printf '%s\n' '#!/bin/sh' 'echo "$@" >/mailed/arguments' 'cat >/mailed/text' >/usr/local/bin/mail
+chmod +x /usr/local/bin/mail
+sed -n 's/^    \(SONIC_ALARM.*=.*\)/\1/p' "$checkout/doc/live.md" | sed 's|/srv/sonic|/srv|' >/etc/default/sonic-alarm
+mosquitto_pub -h ::1 -r -t mast-9/home/qelta/device/port/1 -m '{ "SECONDS" : 1700000000 }'
+systemctl start sonic-alarm
+grep '^-s ALARM mast-9 port 1: no record for .* you@example.org$' /mailed/arguments
+grep 'UTC  ALARM mast-9 port 1' /mailed/text
+[[ $(stat -c %U /mailed/text) == sonic-alarm ]]
+rm /mailed/*
+systemctl start sonic-alarm
+[[ ! -e /mailed/text ]]
+
 # A second one keeps out of its folder, says so to whoever starts it, and needs no more than one of
 # its own. No other user can hold the lock.
 fails as_qelta ls /run/sonicd
