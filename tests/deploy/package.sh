@@ -27,10 +27,8 @@ for unit in {sonicd,sonicd-watch,sonic-port}@ttyS1 sonicd-{compress,history,room
 done
 sonic-simulator --help
 systemctl enable sonicd@ttyS1 sonic-port@ttyS1
-for folder in $(sed -n 's/BindReadOnlyPaths=-\(.*\):\(.*\)/\1 \2/p' \
-                /lib/systemd/system/mosquitto.service.d/sonicd.conf); do
-  [[ $(stat -c %U "$folder") == $([[ $folder == /var/* ]] && echo qelta || echo root) ]]
-done
+bound=$(sed -n 's/BindReadOnlyPaths=-//p' /lib/systemd/system/mosquitto.service.d/sonicd.conf)
+[[ $(stat -c %U "${bound%:*}" "${bound#*:}" | xargs) == 'qelta root' ]]
 
 # The port driver is bound to the device that its configuration names, except in a container.
 echo 'DEVICE="/dev/serial/by-id/usb-1"' >/etc/default/sonic-port-ttyS1

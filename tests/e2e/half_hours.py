@@ -70,7 +70,7 @@ def a_night_with_gaps(end, **more):
     shares |= {i: 0.31 for i in range(340, 346)}
     instrument = {"port": "1", "serial_number": "01234", **more,
                   "half_hours": lines(end, gaps={100, 101, *range(346, 352)}, shares=shares)}
-    room = {"folders": ["/home/qelta/device"], "free_bytes": 12_345_678_900,
+    room = {"folder": "/home/qelta/device", "free_bytes": 12_345_678_900,
             "day_bytes": 189_900_000, "days": 65, "warning": None}
     station = {"name": "mast-07", "room": [room], "instruments": [instrument]}
     return stations_file([station], end + 60)

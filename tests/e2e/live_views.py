@@ -144,8 +144,8 @@ class ViewTest(PageTest):
 
     def test_the_night(self):
         """From data files, some of them bad, to the page with the digits of the other programs."""
-        files = [data_files.write(HOME, NOW - k * 1800, data_files.text(NOW - k * 1800, 60, step=30))
-                 for k in range(1, 200)]
+        files = [data_files.write(HOME, start, data_files.text(start, 60, step=30))
+                 for start in range(NOW - 1800, NOW - 200 * 1800, -1800)]
         for k, contents in (5, ""), (6, "\0" * 9999):
             files[k].write_text(contents)
         subprocess.run([BUILD / "tools/sonicd-history", "--output", RUN / "data/stations.json",

@@ -113,11 +113,13 @@ class HistoryTest(unittest.TestCase):
             self.run_history(self.device, second)
             station = self.station()
             self.assertEqual("mast-07", station["name"])
-            self.assertEqual([("01234", "4", 12, 2), ("0.9 \u00b5", "4", None, 2), ("5", "2", None, 1)],
-                             [(i["serial_number"], i["port"], i.get("mounting_angle"),
-                               len(i["half_hours"])) for i in station["instruments"]])
+            self.assertEqual(
+                [("01234", "4", 12, 2), ("0.9 \u00b5", "4", None, 2), ("5", "2", None, 1)],
+                [(i["serial_number"], i["port"], i.get("mounting_angle"), len(i["half_hours"]))
+                 for i in station["instruments"]])
             (self.device / "ttyS4.json").unlink(missing_ok=True)
-        self.assertNotIn(",,", station["instruments"][0]["half_hours"][1][-9:])  # L, from the height
+        row = station["instruments"][0]["half_hours"][1]
+        self.assertNotIn(",,", row[-9:])  # L and zL, from the height
         (room,) = station["room"]
         self.assertEqual((str(self.device), room["free_bytes"] // room["day_bytes"]),
                          (room["folder"], room["days"]))
