@@ -31,9 +31,9 @@ void sonicd(Serial&, const std::string& command, bool) {
   for (const auto& [key, value] : settings) std::cout << key << "=" << value << std::endl;
 }
 
-}  // namespace
+const bool CASES = add_cases("CommandLine", "command_line", {{"sonicd", sonicd}});
 
-TEST(SettingsTest, Cases) { play("command_line", {{"sonicd", sonicd}}); }
+}  // namespace
 
 TEST(PriorityTest, AFailureLowersPrivilegesFirst) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to become somebody who may not raise it";

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <optional>
 #include <vector>
@@ -15,13 +16,12 @@ namespace sonic {
 namespace {
 
 struct Case {
-  std::string title;
-  std::vector<Program> calls;
-  Script script;
+  std::vector<Program> calls{};
+  Script script{};
   bool echo = false;
-  std::map<std::string, std::string> answers;  // by the last keys
-  std::optional<simulator::Instrument> instrument;
-  std::string expected;  // as it stands in the file
+  std::map<std::string, std::string> answers{};  // by the last keys
+  std::optional<simulator::Instrument> instrument{};
+  std::string expected{};  // as it stands in the file
 };
 
 const std::pair<std::string, std::string> ESCAPES[] = {
@@ -66,8 +66,57 @@ std::string expected_line(const std::string& line) {
   return line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
 }
 
+// The rows of dumps are left out: "17 bytes" says that there was one.
+void fold_dumps(std::string& seen) {
+  constexpr size_t ROW_BYTES = 16;
+  const std::string end = " bytes\n";
+  for (size_t at = 0; (at = seen.find(end, at)) != std::string::npos;) {
+    const size_t digits = seen.find_last_not_of("0123456789", at - 1) + 1;
+    size_t rows = (std::stoul(seen.substr(digits, at - digits)) + ROW_BYTES - 1) / ROW_BYTES;
+    at += end.size();
+    for (; rows > 0; --rows) seen.erase(at, seen.find('\n', at) + 1 - at);
+  }
+}
+
+// Each run of a fold becomes "{NAME}x13", or "{NAME}" where it has no other beside it.
+void fold(std::string& seen, const std::string& name, const std::string& text) {
+  const std::string mark = "{" + name + "}";
+  for (size_t at = 0; (at = seen.find(text, at)) != std::string::npos; at += mark.size()) {
+    size_t count = 0;
+    while (seen.compare(at + count * text.size(), text.size(), text) == 0) ++count;
+    const std::string times = count > 1 ? "x" + std::to_string(count) + " " : "";
+    seen.replace(at, count * text.size(), mark + times);
+  }
+}
+
+// Lines that only count become one: "timeout=2..59".
+std::string fold_counts(const std::string& seen) {
+  std::istringstream all(seen);
+  std::string result;
+  std::string start;  // of the line before, up to its number
+  uint64_t number = 0;
+  bool is_run = false;
+  for (std::string line; std::getline(all, line);) {
+    const size_t digits = line.find_last_not_of("0123456789") + 1;
+    const bool has_number = digits > 0 && digits < line.size() && line[digits - 1] == '=';
+    const uint64_t found = has_number ? std::stoull(line.substr(digits)) : 0;
+    if (has_number && line.compare(0, digits, start) == 0 && found == number + 1) {
+      if (is_run) result.erase(result.rfind(".."));
+      if (!is_run) result.pop_back();
+      result += ".." + std::to_string(found) + "\n";
+      is_run = true;
+    } else {
+      result += line + "\n";
+      is_run = false;
+    }
+    start = has_number ? line.substr(0, digits) : "";
+    number = found;
+  }
+  return result;
+}
+
 // A transcript as it stands in a file.
-std::string lines(std::string seen) {
+std::string lines(std::string seen, const std::vector<std::string>& folds) {
   for (const auto& [escape, byte] : ESCAPES) {
     if (byte != "\n") replace_all(seen, byte, escape);
   }
@@ -77,6 +126,20 @@ std::string lines(std::string seen) {
     seen.replace(at, end - at, "x{" + std::to_string(end - at) + "}");
   }
   for (const auto& [start, end] : NAMES) seen = without(seen, start, end);
+  seen = fold_counts(seen);
+  for (const std::string& line : folds) {
+    std::istringstream words(line);
+    std::string name;
+    words >> name >> name >> std::ws;
+    std::string text;
+    std::getline(words, text);
+    replace_all(text, "\\n", "\n");
+    if (name == "dumps") {
+      fold_dumps(seen);
+    } else {
+      fold(seen, name, text.substr(1, text.size() - 2));
+    }
+  }
   std::istringstream all(seen);
   std::string text;
   for (std::string line; std::getline(all, line);) text += expected_line("> " + line);
@@ -109,11 +172,15 @@ void read_line(const std::string& text, const Calls& calls, Case& c) {
   std::istringstream line(text);
   std::string word;
   line >> word;
-  if (word == "call" || word == "trace") {
+  if (word == "call" || word == "trace" || word == "try") {
+    const bool verbose = word == "trace";
+    const bool goes_on = word == "try";
     line >> word;
-    const bool verbose = text[0] == 't';
-    c.calls.push_back([call = calls.at(word), argument = next_text(line), verbose](Serial& port) {
-      call(port, argument, verbose);
+    c.calls.push_back([=, call = calls.at(word), argument = next_text(line)](Serial& port) {
+      const auto action = [&] { call(port, argument, verbose); };
+      if (!goes_on) return action();
+      const std::string outcome = thrown_by(action);
+      if (outcome != NOTHING_THROWN) std::cout << "! " << outcome << std::endl;
     });
   } else if (word == "echo") {
     c.echo = true;
@@ -149,32 +216,55 @@ std::string answer(Case& c, std::string& keys, char key) {
   return echoed;
 }
 
-void play(Case& c) {
+// "A rate is read" as "ARateIsRead".
+std::string name_of(const std::string& title) {
+  std::string name;
+  bool is_first = true;
+  for (const char c : title) {
+    const bool is_in_word = std::isalnum(static_cast<unsigned char>(c)) != 0;
+    if (is_in_word) name += is_first ? static_cast<char>(std::toupper(c)) : c;
+    if (is_in_word || c == ' ') is_first = !is_in_word;
+  }
+  return name;
+}
+
+}  // namespace
+
+// What other files initialise may not be there yet.
+std::vector<CaseText> read_cases(const std::string& name) {
+  const std::string path = std::string(TESTS "/cases/") + name + ".cases";
+  std::ifstream file(path);
+  std::vector<CaseText> cases;
+  std::vector<std::string> folds;
+  int number = 0;
+  for (std::string line; std::getline(file, line);) {
+    ++number;
+    if (line.rfind("== ", 0) == 0) {
+      const std::string title = line.substr(3);
+      cases.push_back({path, number, title, name_of(title), {}, folds});
+    } else if (line.rfind("fold ", 0) == 0) {
+      folds.push_back(line);
+    } else if (!line.empty() && line[0] != '#') {
+      cases.at(cases.size() - 1).lines.push_back(line);
+    }
+  }
+  if (cases.empty()) throw std::runtime_error(path + ": no cases");
+  return cases;
+}
+
+void play(const CaseText& text, const Calls& calls) {
+  Case c;
+  for (const std::string& line : text.lines) {
+    const auto read = [&] { read_line(line, calls, c); };
+    ASSERT_EQ(NOTHING_THROWN, thrown_by(read)) << "a line without meaning: " << line;
+  }
   std::string keys;
   const auto program = [&](Serial& port) {
     for (const Program& call : c.calls) call(port);
   };
   const auto answers = [&](char key) { return answer(c, keys, key); };
-  const std::string seen = lines(transcript(c.script, program, answers));
-  EXPECT_EQ(c.expected, seen) << "== " << c.title << "\n" << seen;
-}
-
-}  // namespace
-
-void play(const std::string& file, const Calls& calls) {
-  std::ifstream text(TESTS "/cases/" + file + ".cases");
-  std::vector<Case> cases;
-  for (std::string line; std::getline(text, line);) {
-    if (line.rfind("== ", 0) == 0) {
-      cases.emplace_back().title = line.substr(3);
-    } else if (!line.empty() && line[0] != '#') {
-      const auto read = [&] { read_line(line, calls, cases.at(cases.size() - 1)); };
-      ASSERT_EQ("nothing thrown", thrown_by(read))
-          << file << " has a line without meaning: " << line;
-    }
-  }
-  EXPECT_FALSE(cases.empty()) << file;
-  for (Case& c : cases) play(c);
+  const std::string seen = lines(transcript(c.script, program, answers), text.folds);
+  EXPECT_EQ(c.expected, seen) << "== " << text.title << "\n" << seen;
 }
 
 }  // namespace sonic

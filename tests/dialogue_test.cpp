@@ -96,12 +96,14 @@ const Calls CALLS = {
     {"write", young_81000_auto_baud_write},
 };
 
-}  // namespace
+const bool CASES[] = {
+    add_cases("Dialogue", "dialogue", CALLS),
+    add_cases("Menu", "menu", CALLS),
+    add_cases("Settings", "settings", CALLS),
+    add_cases("Detection", "detection", CALLS),
+};
 
-TEST(DialogueTest, DialogueCases) { play("dialogue", CALLS); }
-TEST(DialogueTest, MenuCases) { play("menu", CALLS); }
-TEST(DialogueTest, SettingsCases) { play("settings", CALLS); }
-TEST(DialogueTest, DetectionCases) { play("detection", CALLS); }
+}  // namespace
 
 TEST(DialogueTest, DetectionIsInterruptedAtAnyMomentWithinTheNextWait) {
   for (int moment = 0; moment < 74'000; moment += 100) {

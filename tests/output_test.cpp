@@ -23,6 +23,24 @@ using OutputTest = HomeTest;
 
 std::string path(const std::string& name) { return home_folder + "/" + name; }
 
+void json(Serial&, const std::string& texts, bool) {
+  const size_t end = texts.find(" | ");
+  print(s2json(texts.substr(0, end), texts.substr(end + 3), ','));
+}
+
+std::string basic_header(const std::string& record) { return data_header_t().header(record); }
+
+std::string serial_number(const std::string& configuration) {
+  std::ofstream(path("config.json")) << configuration;
+  config_map_t info = {{"serial_number", "unknown"}};
+  sonic_info_update(info, {"serial_number"}, path("config.json"));
+  return info.at("serial_number");
+}
+
+const bool CASES = add_cases<HomeTest>(
+    "Output", "output",
+    {{"json", json}, {"header", shown(basic_header)}, {"serial_number", shown(serial_number)}});
+
 }  // namespace
 
 TEST_F(OutputTest, LogOnlyAppends) {
@@ -53,23 +71,6 @@ TEST_F(OutputTest, ALineThatDoesNotFitIsAnError) {
   EXPECT_EQ("logging error '" + path("a") + "': File too large",
             thrown_by([&] { file.log("6", true); }));
   setrlimit(RLIMIT_FSIZE, &before);
-}
-
-TEST_F(OutputTest, Cases) {
-  const auto json = [](Serial&, const std::string& texts, bool) {
-    const size_t end = texts.find(" | ");
-    print(s2json(texts.substr(0, end), texts.substr(end + 3), ','));
-  };
-  const auto header = [](Serial&, const std::string& record, bool) {
-    print(data_header_t().header(record));
-  };
-  const auto serial_number = [](Serial&, const std::string& configuration, bool) {
-    std::ofstream(path("config.json")) << configuration;
-    config_map_t info = {{"serial_number", "unknown"}};
-    sonic_info_update(info, {"serial_number"}, path("config.json"));
-    print(info.at("serial_number"));
-  };
-  play("output", {{"json", json}, {"header", header}, {"serial_number", serial_number}});
 }
 
 TEST_F(OutputTest, InformationFileReplacesWhatAKilledProgramLeft) {

@@ -66,11 +66,13 @@ const Calls CALLS = {
     {"result", with_text(result)},
 };
 
-}  // namespace
+class PublisherTest : public testing::Test {
+ protected:
+  void TearDown() override { close(); }
+};
 
-TEST(PublisherTest, Cases) {
-  play("publisher", CALLS);
-  close();
-}
+const bool CASES = add_cases<PublisherTest>("Publisher", "publisher", CALLS);
+
+}  // namespace
 
 }  // namespace sonic

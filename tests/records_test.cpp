@@ -12,11 +12,6 @@ namespace sonic {
 
 namespace {
 
-template <typename Function>
-Call shown(Function of) {
-  return [=](Serial&, const std::string& text, bool) { print(of(text)); };
-}
-
 void split_at_commas(Serial&, const std::string& text, bool) {
   std::string pieces;
   for (const std::string& piece : split(text, ',')) pieces += "[" + piece + "]";
@@ -72,13 +67,12 @@ void dump_text(Serial&, const std::string& text, bool) {
   dump(text.data(), static_cast<int>(text.size()));
 }
 
+const Calls RECORD_CALLS = {{"extract", extract}, {"printable", printable}, {"dump", dump_text}};
+
+const bool CASES[] = {add_cases("Text", "text", TEXT_CALLS),
+                      add_cases("Record", "records", RECORD_CALLS)};
+
 }  // namespace
-
-TEST(RecordTest, TextCases) { play("text", TEXT_CALLS); }
-
-TEST(RecordTest, RecordCases) {
-  play("records", {{"extract", extract}, {"printable", printable}, {"dump", dump_text}});
-}
 
 TEST(RecordTest, AnyOfSeveralPatternsMatches) {
   EXPECT_FALSE(re({}).is_match("a"));

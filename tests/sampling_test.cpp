@@ -46,13 +46,13 @@ std::set<std::filesystem::path> files_in(const std::string& folder) {
   return {files, end};
 }
 
+const bool CASES = add_cases<HomeTest>("Sampling", "sampling", {{"sample", sample}});
+
 constexpr size_t PIECES[] = {1, 7, 64, 150, 199, 3};  // bytes that arrive at once
 
 }  // namespace
 
 using SamplingTest = HomeTest;
-
-TEST_F(SamplingTest, Cases) { play("sampling", {{"sample", sample}}); }
 
 TEST_F(SamplingTest, RecordingsGiveTheirFilesAndMessages) {
   for (const auto& input : files_in(TESTS "/replay")) {

@@ -31,9 +31,9 @@ void queue(Serial&, const std::string& pieces, bool) {
   print(std::to_string(queue.take_dropped()));
 }
 
-}  // namespace
+const bool CASES = add_cases("Stamper", "stamper", {{"send", send}, {"queue", queue}});
 
-TEST(StamperTest, Cases) { play("stamper", {{"send", send}, {"queue", queue}}); }
+}  // namespace
 
 TEST(StamperTest, DoesNotHoldWhatIsTooLongForARecord) {
   EXPECT_EQ("", Stamper().take(std::string(969, ' '), 1));

@@ -21,6 +21,8 @@ class Printed {
   std::streambuf* _before;
 };
 
+constexpr const char* NOTHING_THROWN = "nothing thrown";
+
 /// The message of the std::exception that `action` throws.
 template <typename Action>
 std::string thrown_by(Action action) {
@@ -29,7 +31,7 @@ std::string thrown_by(Action action) {
   } catch (const std::exception& e) {
     return e.what();
   }
-  return "nothing thrown";
+  return NOTHING_THROWN;
 }
 
 inline std::string content(const std::string& path) {
