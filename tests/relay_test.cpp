@@ -1,0 +1,284 @@
+// What sonic-port carries between a real port and the one that it offers. The test is at both ends:
+// it is the instrument, on a pseudo-terminal, and the user of the offered port.
+
+#include "port/relay.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <future>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "base/time.h"
+#include "serial/speeds.h"
+#include "support.h"
+
+namespace sonic::port {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+const std::string RECORD = "  1.23  -0.45   0.07  343.21   21.50 0 3f\r";
+constexpr seconds LONG_ENOUGH(20);  // for what comes in milliseconds on a machine that is not busy
+constexpr milliseconds QUIET(300);  // in which nothing may come
+
+std::mutex log_mutex;
+std::string log_text;
+
+void log(const std::string& line) {
+  const std::lock_guard<std::mutex> lock(log_mutex);
+  log_text += line + "\n";
+}
+
+std::string logged() {
+  const std::lock_guard<std::mutex> lock(log_mutex);
+  return log_text;
+}
+
+Descriptor open_terminal(const std::string& path) {
+  return Descriptor(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0));
+}
+
+/// Until so many bytes have come, or the time is over.
+std::string read_from(int fd, size_t count, std::chrono::nanoseconds limit = LONG_ENOUGH) {
+  std::string bytes;
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (bytes.size() < count && std::chrono::steady_clock::now() < end) {
+    pollfd p{fd, POLLIN, 0};
+    char block[4096];
+    if (poll(&p, 1, 10) != 1) continue;
+    const ssize_t n = read(fd, block, sizeof block);
+    if (n > 0) bytes.append(block, static_cast<size_t>(n));
+  }
+  return bytes;
+}
+
+template <typename Condition>
+bool comes_true(Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + LONG_ENOUGH;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(milliseconds(1));
+  }
+  return true;
+}
+
+void set_speed(int fd, speed_t speed) {
+  termios line{};
+  tcgetattr(fd, &line);
+  cfsetspeed(&line, speed);
+  tcsetattr(fd, TCSANOW, &line);
+}
+
+class RelayTest : public testing::Test {
+ protected:
+  RelayTest() { log_text.clear(); }
+  ~RelayTest() override {
+    if (_outcome.valid()) outcome(true);
+    for (const int fd : _stop) close(fd);
+  }
+
+  void start(bool trace = false) {
+    EXPECT_EQ(0, pipe(_stop));
+    _relay.emplace(Options{_instrument.path(), "", trace}, log);
+    _user = open_terminal(_relay->path());
+    _outcome = std::async(std::launch::async,
+                          [this] { return thrown_by([this] { _relay->run(_stop[0]); }); });
+  }
+
+  /// How the relay has ended: by itself, unless it is asked to.
+  std::string outcome(bool ask = false) {
+    if (ask) close(std::exchange(_stop[1], -1));
+    if (_outcome.wait_for(LONG_ENOUGH) != std::future_status::ready) return "still running";
+    const std::string result = _outcome.get();
+    _relay.reset();
+    return result;
+  }
+
+  void send(const std::string& bytes) {
+    ASSERT_EQ(static_cast<ssize_t>(bytes.size()), write(instrument(), bytes.data(), bytes.size()));
+  }
+  void type(const std::string& keys) {
+    ASSERT_EQ(static_cast<ssize_t>(keys.size()), write(user(), keys.data(), keys.size()));
+  }
+  std::string received(size_t count) { return read_from(user(), count); }
+  std::string nothing_received() { return read_from(user(), 1, QUIET); }
+  std::string typed(size_t count) { return read_from(instrument(), count); }
+
+  int user() const { return _user.get(); }
+  int instrument() const { return _instrument.fd(); }
+  bool has_speed(unsigned int baud) const {
+    return comes_true([&] { return _instrument.speed() == baud; });
+  }
+
+  PseudoTerminal _instrument{"", 9600};
+  Descriptor _user;
+  std::optional<Relay> _relay;
+
+ private:
+  int _stop[2] = {-1, -1};
+  std::future<std::string> _outcome;
+};
+
+constexpr size_t STAMP_BYTES = sizeof("1700001000.000000000,3f,") - 1;
+
+}  // namespace
+
+TEST_F(RelayTest, PassesEveryByteBothWays) {
+  start();
+  std::string all = "\r";
+  for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
+  for (const std::string& text : {all + "\r", std::string(3000, 'x')}) {
+    send(text);
+    EXPECT_EQ(text, received(text.size()));
+    type(text);
+    EXPECT_EQ(text, typed(text.size()));
+  }
+}
+
+TEST_F(RelayTest, StampsARecordWithTheArrivalOfItsFirstByte) {
+  start(true);
+  const uint64_t before = clock_ns();
+  send(RECORD.substr(0, 20));
+  EXPECT_EQ("", read_from(user(), 1, milliseconds(20)));
+  const uint64_t between = clock_ns();
+  send(RECORD.substr(20));
+  const std::string seen = received(STAMP_BYTES + RECORD.size());
+  EXPECT_EQ(RECORD, seen.substr(STAMP_BYTES));
+  const uint64_t stamp =
+      std::stoull(seen.substr(0, 10)) * NANOSECONDS_PER_SECOND + std::stoull(seen.substr(11, 9));
+  EXPECT_LE(before, stamp);
+  EXPECT_GE(between, stamp);
+  EXPECT_TRUE(comes_true([&] {
+    return logged().find("stamped " + seen.substr(0, 20) + ", ") != std::string::npos;
+  })) << logged();
+}
+
+TEST_F(RelayTest, HoldsNoLineForLong) {
+  start();
+  send("  1.23");
+  EXPECT_EQ("  1.23", read_from(user(), 6, seconds(1)));
+  send(RECORD + RECORD);
+  const std::string seen = received(2 * RECORD.size() + STAMP_BYTES);
+  EXPECT_EQ(RECORD, seen.substr(0, RECORD.size()));  // it has become another line's rest
+  EXPECT_EQ(RECORD, seen.substr(RECORD.size() + STAMP_BYTES));
+}
+
+TEST_F(RelayTest, ChangesTheSpeedAfterTheKeysBeforeIt) {
+  start(true);
+  EXPECT_TRUE(has_speed(38400));  // the first that the daemon tries
+  for (const unsigned int baud : {4800U, 230400U, 9600U}) {
+    set_speed(user(), speed_code(baud).value());
+    type("X");
+    EXPECT_EQ("X", typed(1));
+    EXPECT_EQ(baud, _instrument.speed());
+  }
+  // Keys that the device has not sent yet.
+  std::string keys;
+  while (true) {
+    const std::string more(1000, 'k');
+    const ssize_t n = write(user(), more.data(), more.size());
+    if (n > 0) keys.append(static_cast<size_t>(n), 'k');
+    pollfd p{user(), POLLOUT, 0};
+    if (n <= 0 && poll(&p, 1, 200) != 1) break;
+  }
+  set_speed(user(), B38400);
+  std::this_thread::sleep_for(QUIET);
+  EXPECT_EQ(9600U, _instrument.speed());
+  EXPECT_EQ(keys, typed(keys.size()));
+  EXPECT_TRUE(has_speed(38400));
+  set_speed(user(), B0);  // on the way to another
+  type("X");
+  EXPECT_EQ("X", typed(1));
+  EXPECT_EQ(38400U, _instrument.speed());
+  outcome(true);
+  EXPECT_EQ(without(logged(), "/dev", "mode\n"), "4800 baud\n230400 baud\n9600 baud\n38400 baud\n");
+}
+
+TEST_F(RelayTest, HandsOverNothingOld) {
+  start();
+  const std::string part = RECORD.substr(0, 10);
+  const auto reads_only_the_rest = [&] {
+    EXPECT_EQ("", nothing_received());
+    send(RECORD.substr(10) + RECORD);
+    const std::string seen = received(RECORD.size() * 2 - 10 + STAMP_BYTES);
+    EXPECT_EQ(RECORD.substr(10), seen.substr(0, RECORD.size() - 10));
+    EXPECT_EQ(RECORD, seen.substr(RECORD.size() - 10 + STAMP_BYTES));
+  };
+  const auto hand_over_part = [&] {
+    send(RECORD + part);
+    int waiting = 0;
+    EXPECT_TRUE(comes_true([&] {
+      return ioctl(user(), FIONREAD, &waiting) == 0 &&
+             static_cast<size_t>(waiting) >= RECORD.size() + STAMP_BYTES;
+    }));
+  };
+  hand_over_part();
+  tcflush(user(), TCIFLUSH);
+  reads_only_the_rest();
+
+  hand_over_part();
+  _user = Descriptor();
+  std::this_thread::sleep_for(QUIET);
+  send(RECORD.substr(10) + part);  // nobody is there
+  std::this_thread::sleep_for(QUIET);
+  _user = open_terminal(_relay->path());
+  reads_only_the_rest();
+}
+
+TEST_F(RelayTest, HasTheDeviceAloneAndGivesItBack) {
+  termios found{};
+  termios left{};
+  const Descriptor device = open_terminal(_instrument.path());
+  tcgetattr(device.get(), &found);
+  const std::string path = _instrument.path();
+  start();
+  EXPECT_EQ(path + " cannot be opened, 'fuser -v " + path +
+                "' shows who uses it: Device or resource busy",
+            thrown_by([&] { SerialDevice(path, B9600, log); }));
+  tcgetattr(device.get(), &left);
+  EXPECT_EQ(static_cast<tcflag_t>(IGNPAR), left.c_iflag);
+  EXPECT_EQ(NOTHING_THROWN, outcome(true));
+  tcgetattr(device.get(), &left);
+  EXPECT_EQ(found.c_iflag, left.c_iflag);
+  EXPECT_EQ(static_cast<speed_t>(B9600), cfgetospeed(&left));
+  EXPECT_EQ(path + ": the driver has no low-latency mode\n", logged());
+  EXPECT_NE(-1, open_terminal(path).get());
+}
+
+TEST_F(RelayTest, EndsWhenTheDeviceIsGone) {
+  const std::string path = _instrument.path();
+  start();
+  _instrument.hang_up();
+  EXPECT_EQ(path + " is gone: Input/output error", outcome());
+}
+
+TEST(SerialDeviceTest, RefusesWhatIsNoSerialPort) {
+  EXPECT_EQ("/dev/null is no serial port: Inappropriate ioctl for device",
+            thrown_by([] { SerialDevice("/dev/null", B9600, log); }));
+  EXPECT_EQ("/dev/none cannot be opened: No such file or directory",
+            thrown_by([] { SerialDevice("/dev/none", B9600, log); }));
+}
+
+TEST(SerialDeviceTest, KnowsWhetherAllIsSent) {
+  const PseudoTerminal instrument("", 9600);
+  const SerialDevice device(instrument.path(), B9600, log);
+  EXPECT_TRUE(device.has_sent());
+  EXPECT_EQ("", device.read());
+  EXPECT_EQ(2U, device.write("ab"));
+  EXPECT_EQ("ab", read_from(instrument.fd(), 2));
+  EXPECT_EQ(3U, instrument.write("xyz"));
+  EXPECT_TRUE(comes_true([&] { return instrument.wait(false, true, milliseconds(1)).writable; }));
+  EXPECT_EQ("xyz", read_from(device.fd(), 3));
+}
+
+}  // namespace sonic::port
