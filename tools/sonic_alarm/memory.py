@@ -50,6 +50,8 @@ class Memory:
         return bool(names or keys)
 
     def _tell(self, now, line):
+        # A station's name may have any characters, and goes into the head of a mail.
+        line = "".join(c if c.isprintable() else "?" for c in line)
         self.untold.append(f"{time_text(now)}  {line}")
         if len(self.untold) > MAX_UNTOLD:
             self.untold[:2] = ["(earlier lines are left out)"]

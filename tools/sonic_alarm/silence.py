@@ -3,10 +3,12 @@
 import re
 import shlex
 import subprocess
+import sys
 
 from sonic_alarm.condition import Condition, span_text, time_text
 
 LISTEN_SECONDS = 3
+CONNECT_SECONDS = 20
 TIMED_OUT = 27  # exit status of mosquitto_sub
 TOPICS = "+/home/qelta/device/port/+"  # a central broker has the logger's name before the slash
 TOPIC = re.compile(r"([^/]*)/home/qelta/device/port/([^/]+)")
@@ -18,7 +20,12 @@ def listen(options):
     the broker does not answer."""
     command = ["mosquitto_sub", *shlex.split(options), "-t", TOPICS, "-W", str(LISTEN_SECONDS),
                "-F", "%r %x %t"]
-    done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+    try:
+        done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              timeout=CONNECT_SECONDS + LISTEN_SECONDS)
+    except (OSError, subprocess.TimeoutExpired) as error:
+        print(f"sonic-alarm: {error}", file=sys.stderr)
+        return None
     if done.returncode not in (0, TIMED_OUT):
         return None
     records = {}
