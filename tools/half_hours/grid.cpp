@@ -17,6 +17,9 @@ constexpr double CROWDED = 0.25;  // no clock gains so much at once
 // How far a record may be from its slot, in intervals, before the clocks are brought together.
 constexpr double MAX_EARLY = -0.5;
 constexpr double MAX_LATE = 1.5;
+// How much a record may add to the delay of those before it, in intervals: more than a clock loses,
+// less than a record is late by itself.
+constexpr double MAX_DRIFT = 0.002;
 
 uint16_t usual_rate(const std::vector<Sample>& samples) {
   std::map<uint16_t, size_t> counts;
@@ -52,7 +55,8 @@ class Placement {
       _offset = offset + 1;
       return {};
     }
-    _offset = offset;
+    // A delay of its own does not count: the loss of the next record has to stand out from it.
+    _offset = std::min(offset, _offset + MAX_DRIFT);
     return taken();
   }
 
@@ -80,7 +84,7 @@ class Placement {
   const Grid& _grid;
   const std::vector<double>& _places;
   size_t _slot = 0;    // the next one
-  double _offset = 0;  // of the record before from its slot, in intervals
+  double _offset = 0;  // of the records before from their slots without delays, in intervals
 };
 
 }  // namespace
