@@ -129,6 +129,21 @@ TEST(PeriodsTest, RefusesMoreRecordsThanAnInstrumentSends) {
             }));
 }
 
+// As they come out of a queue.
+TEST(PeriodsTest, KeepsTheOrderOfArrivalAtOneTime) {
+  std::vector<Sample> samples;
+  for (const auto& [time, u] : {std::pair{2, 5}, {1, 9}, {1, 3}, {1, 9}, {1, 1}, {2, 5}}) {
+    samples.push_back(at(static_cast<uint64_t>(time)));
+    samples.back().values[U] = u;
+  }
+  put_in_order(samples);
+  std::string text;
+  for (const Sample& sample : samples) {
+    text += std::to_string(sample.time) + ":" + std::to_string(sample.values[U]) + " ";
+  }
+  EXPECT_EQ("1:9 1:3 1:1 2:5 ", text);
+}
+
 TEST(GridTest, FindsTheSlotsOfRecords) {
   struct {
     const char* what;

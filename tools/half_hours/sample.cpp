@@ -1,6 +1,7 @@
 #include "tools/half_hours/sample.h"
 
 #include <algorithm>
+#include <set>
 
 namespace sonic::records {
 
@@ -43,8 +44,18 @@ std::optional<Values> parse_values(std::string_view text) {
 }
 
 void put_in_order(std::vector<Sample>& samples) {
-  if (!std::is_sorted(samples.begin(), samples.end())) std::sort(samples.begin(), samples.end());
-  samples.erase(std::unique(samples.begin(), samples.end()), samples.end());
+  const auto is_earlier = [](const Sample& a, const Sample& b) { return a.time < b.time; };
+  if (!std::is_sorted(samples.begin(), samples.end(), is_earlier)) {
+    std::stable_sort(samples.begin(), samples.end(), is_earlier);
+  }
+  const auto is_at_one_time = [](const Sample& a, const Sample& b) { return a.time == b.time; };
+  const auto first = std::adjacent_find(samples.begin(), samples.end(), is_at_one_time);
+  std::set<Sample> at_one_time;
+  const auto is_there_already = [&](const Sample& sample) {
+    if (!at_one_time.empty() && at_one_time.begin()->time != sample.time) at_one_time.clear();
+    return !at_one_time.insert(sample).second;
+  };
+  samples.erase(std::remove_if(first, samples.end(), is_there_already), samples.end());
 }
 
 }  // namespace sonic::records

@@ -34,16 +34,14 @@ struct Sample {
   uint16_t diag = 0;  ///< 0 if the instrument found no fault, else the values may be anything
 };
 
-/// In the order of time, and of all else where that is equal.
+/// In the order of time, and of all else where that is equal. Neither is below the other if they are
+/// one record that was read twice.
 inline bool operator<(const Sample& a, const Sample& b) {
   return std::tie(a.time, a.values, a.diag) < std::tie(b.time, b.values, b.diag);
 }
-/// Whether they are one record that was read twice.
-inline bool operator==(const Sample& a, const Sample& b) {
-  return std::tie(a.time, a.values, a.diag) == std::tie(b.time, b.values, b.diag);
-}
 
-/// Leaves each record once, in the order of time.
+/// Leaves each record once, in the order of time. Those of one time stay in the order in which they
+/// arrived.
 void put_in_order(std::vector<Sample>& samples);
 
 }  // namespace sonic::records
