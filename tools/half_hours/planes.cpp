@@ -1,12 +1,15 @@
 #include "tools/half_hours/planes.h"
 
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <fstream>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+
+#include "base/error.h"
 
 namespace sonic::records {
 
@@ -36,6 +39,7 @@ bool is_angle(double degrees) { return degrees >= 0 && degrees <= 360; }
 
 std::vector<Plane> read_planes(const std::string& path) {
   std::ifstream file(path);
+  if (!file) throw_error(errno, {path, ": "});
   std::string line;
   if (!std::getline(file, line) || line != HEAD) {
     throw std::runtime_error(path + ": no planar fit, as sonic-plot --planar-fit writes it");

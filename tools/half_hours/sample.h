@@ -20,6 +20,8 @@ inline constexpr int32_t PARTS_PER_UNIT = 10000;
 inline constexpr int32_t MAX_VALUE_UNITS = 100000;
 
 using Values = std::array<int32_t, QUANTITIES>;
+/// Of a record with values that no instrument measures. Its diag is not 0.
+inline constexpr Values NO_VALUES = {INT32_MIN, INT32_MIN, INT32_MIN, INT32_MIN, INT32_MIN};
 
 /// A record's values from its text, which has u, v, w, sos and ts with a tab after each: taken to
 /// four digits after the point, halves away from zero. Nothing where one of them is not below

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <functional>
 #include <stdexcept>
 
@@ -82,7 +83,7 @@ uint64_t to_period(const std::string& text) {
   if (text.substr(digits) != "min" || !minutes || *minutes == 0 ||
       HOUR % (*minutes * MINUTE) != 0) {
     throw std::invalid_argument("'" + text +
-                                "' is no period; 1min to 60min are that divide an hour");
+                                "' is no period: 1min to 60min, a divisor of an hour");
   }
   return *minutes * MINUTE;
 }
@@ -241,6 +242,12 @@ std::optional<Options> parse_options(int argc, char* const argv[]) {
   const auto files = command_line.parse(argc, argv);
   if (!files) return std::nullopt;
   table.check();
+  if (!std::isnan(site.latitude) && std::isnan(site.height)) {
+    throw UsageError("--latitude needs --height");
+  }
+  if (o.names == ColumnNames::OWN && (!std::isnan(site.pressure) || o.utc_offset_seconds != 0)) {
+    throw UsageError("--pressure and --utc-offset need --names ameriflux");
+  }
   if (o.range.from >= o.range.to) throw UsageError("--from is not before --to");
   const auto is_within_period = [&o](uint64_t time) {
     return time != TimeRange().to && time % o.statistics.period != 0;

@@ -28,7 +28,7 @@ Sample sample_of(const DataLine& record, const Summary& file) {
   sample.time = nanoseconds_of(record);
   sample.rate = static_cast<uint16_t>(file.rate);
   const auto values = parse_values(record.values);
-  sample.values = values.value_or(Values{});
+  sample.values = values.value_or(NO_VALUES);
   sample.diag = diag_of(record, values.has_value());
   return sample;
 }

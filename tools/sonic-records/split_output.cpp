@@ -3,6 +3,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <set>
 
 #include "base/error.h"
 #include "tools/files/input.h"
@@ -36,6 +37,10 @@ void append_value(std::string& text, int32_t value) {
 }
 
 void append_values(std::string& text, const Sample& sample) {
+  if (sample.values == NO_VALUES) {
+    text += MISSING;
+    return;
+  }
   for (const Quantity quantity : ORDER) {
     if (quantity != ORDER[0]) text += ',';
     append_value(text, sample.values[quantity]);
@@ -68,6 +73,14 @@ class SplitOutput : public PeriodOutput {
         _now(clock_ns()),
         _table(options.format, options.station, COLUMNS) {
     fs::create_directories(_folder);
+  }
+  SplitOutput(const SplitOutput&) = delete;
+  SplitOutput& operator=(const SplitOutput&) = delete;
+
+  // Where the end was not reached, hidden files are left.
+  ~SplitOutput() override {
+    std::error_code ignored;
+    for (const fs::path& path : _hidden) fs::remove(path, ignored);
   }
 
  private:
@@ -143,7 +156,8 @@ class SplitOutput : public PeriodOutput {
 
   fs::path hidden(const std::string& name) const { return _folder / ("." + name + ".part"); }
 
-  void write(const std::string& name, const std::string& text) const {
+  void write(const std::string& name, const std::string& text) {
+    _hidden.insert(hidden(name));
     std::ofstream file(hidden(name), std::ios::binary);
     file << text;
     file.close();
@@ -170,6 +184,7 @@ class SplitOutput : public PeriodOutput {
   const uint64_t _now;
   Table _table;
   std::map<uint64_t, Period> _periods;
+  std::set<fs::path> _hidden;  // all that were written
 };
 
 }  // namespace
