@@ -36,8 +36,8 @@ struct Sample {
   uint16_t diag = 0;  ///< 0 if the instrument found no fault, else the values may be anything
 };
 
-/// In the order of time, and of all else where that is equal. Neither is below the other if they are
-/// one record that was read twice.
+/// In the order of time, and of all else where that is equal. Neither is below the other if they
+/// are one record that was read twice.
 inline bool operator<(const Sample& a, const Sample& b) {
   return std::tie(a.time, a.values, a.diag) < std::tie(b.time, b.values, b.diag);
 }

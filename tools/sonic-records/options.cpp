@@ -82,8 +82,7 @@ uint64_t to_period(const std::string& text) {
   const auto minutes = number_of<uint64_t>(std::string_view(text).substr(0, digits));
   if (text.substr(digits) != "min" || !minutes || *minutes == 0 ||
       HOUR % (*minutes * MINUTE) != 0) {
-    throw std::invalid_argument("'" + text +
-                                "' is no period: 1min to 60min, a divisor of an hour");
+    throw std::invalid_argument("'" + text + "' is no period: 1min to 60min, a divisor of an hour");
   }
   return *minutes * MINUTE;
 }
