@@ -379,10 +379,10 @@ TEST(HalfHoursTest, ReadsThePlanesOfAFit) {
       {"", no_fit},
       {"from\tto\n", no_fit},
       {head, path + ": no plane"},
-      {head + "0\t360\t9\t0\t0\n", path + ": '0\t360\t9\t0\t0' is no plane"},
-      {head + "0\t360\t9\t0\t0\tnan\n", path + ": '0\t360\t9\t0\t0\tnan' is no plane"},
-      {head + "0\t361\t9\t0\t0\t0\n", path + ": '0\t361\t9\t0\t0\t0' is no plane"},
-      {head + "0\t360\t9\t0\t0\t0 \n", path + ": '0\t360\t9\t0\t0\t0 ' is no plane"},
+      {head + "0\t360\t9\t0\t0\n", path + ": '0\t360\t9\t0\t0' is not a plane"},
+      {head + "0\t360\t9\t0\t0\tnan\n", path + ": '0\t360\t9\t0\t0\tnan' is not a plane"},
+      {head + "0\t361\t9\t0\t0\t0\n", path + ": '0\t361\t9\t0\t0\t0' is not a plane"},
+      {head + "0\t360\t9\t0\t0\t0 \n", path + ": '0\t360\t9\t0\t0\t0 ' is not a plane"},
   };
   for (const auto& c : cases) EXPECT_EQ(c.why, thrown_by([&] { read(c.text); }));
 }

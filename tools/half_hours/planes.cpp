@@ -49,7 +49,7 @@ std::vector<Plane> read_planes(const std::string& path) {
     const auto n = numbers_of(line);
     if (!n || !is_angle((*n)[0]) || !is_angle((*n)[1]) || std::abs((*n)[4]) > MAX_SLOPE ||
         std::abs((*n)[5]) > MAX_SLOPE) {
-      throw std::runtime_error((path + ": '").append(line) + "' is no plane");
+      throw std::runtime_error((path + ": '").append(line) + "' is not a plane");
     }
     planes.push_back({(*n)[0], (*n)[1], (*n)[3], (*n)[4], (*n)[5]});
   }

@@ -73,7 +73,7 @@ std::optional<Number> number_of(std::string_view text) {
 
 uint64_t to_width(const std::string& text) {
   const auto width = text.find('-') == std::string::npos ? parse_time(text) : std::nullopt;
-  if (!width || *width == 0) throw std::invalid_argument("'" + text + "' are no seconds");
+  if (!width || *width == 0) throw std::invalid_argument("'" + text + "' is not a number of seconds");
   return *width;
 }
 
@@ -111,7 +111,7 @@ void set_rotation(StatisticsOptions& options, const std::string& text) {
 
 ColumnNames to_names(const std::string& text) {
   if (text == "ameriflux") return ColumnNames::AMERIFLUX;
-  throw std::invalid_argument("'" + text + "' are no names; ameriflux are");
+  throw std::invalid_argument("'" + text + "' is not a set of names; there is ameriflux");
 }
 
 // "+05:30", "-8"

@@ -13,7 +13,8 @@ PANELS = [("u", "u (m/s)", "#1f6fb4"), ("v", "v (m/s)", "#2a9d5c"), ("w", "w (m/
 SPANS = {"gap": ("gap", "#f2b705"), "clock_back": ("clock set back", "#e05fd0")}
 MARKS = {"error": ("error line", "#d00000", 0.03), "failed": ("failed check", "#000000", 0.09),
          "fault": ("diag fault", "#ff7f0e", 0.15)}
-MARGIN = 0.12  # of the scale, for the marks
+MARGIN = 0.12        # of the scale
+MARKS_MARGIN = 0.28  # below, where there are marks
 FEW = 3        # percent of the columns, at each end
 
 
@@ -63,9 +64,9 @@ def draw_marks(panel, events, faults):
                        color=colour, markersize=4, zorder=4, label=label)
 
 
-def set_scale(panel, lowest, highest, lines, colour):
+def set_scale(panel, lowest, highest, lines, colour, below):
     """Chooses a scale on which a few spikes do not flatten the rest. A small triangle marks each
-    column that leaves the scale."""
+    column that leaves the scale. The margin `below` is for other marks."""
     low, high = numpy.nanpercentile(lowest, FEW), numpy.nanpercentile(highest, 100 - FEW)
     room = max(high - low, 0.1)
     across = panel.get_xaxis_transform()
@@ -73,7 +74,7 @@ def set_scale(panel, lowest, highest, lines, colour):
                                    (highest > high + room, 0.98, "^")):
         panel.plot(date(lines.middle[is_beyond]), numpy.full(is_beyond.sum(), place), mark,
                    transform=across, color=colour, markersize=4)
-    panel.set_ylim(max(numpy.nanmin(lowest), low - room) - room * MARGIN,
+    panel.set_ylim(max(numpy.nanmin(lowest), low - room) - room * below,
                    min(numpy.nanmax(highest), high + room) + room * MARGIN)
 
 
@@ -83,11 +84,15 @@ def draw(envelope, events, width, title):
     faults = lines.middle[envelope["faults"] > 0]
     figure, all_panels = pyplot.subplots(len(PANELS), sharex=True, figsize=(12, 12),
                                          layout="constrained")
+    has_marks = len(faults) or any(len(events.of(kind)[0]) for kind in ("error", "failed"))
+    below = MARKS_MARGIN if has_marks else MARGIN
     panels = dict(zip([name for name, _, _ in PANELS], all_panels))
     for name, label, colour in PANELS:
         panel = panels[name]
         if name == "direction":  # it jumps at 360 degrees
             panel.plot(date(lines.middle), envelope[name], ".", color=colour, markersize=2)
+            panel.set_yticks(range(0, 361, 90))
+            panel.set_ylim(-360 * below, 360 * (1 + MARGIN))
         else:
             dates, lowest = lines.of(f"{name}_min")
             panel.fill_between(dates, lowest, lines.of(f"{name}_max")[1], color=pale(colour),
@@ -96,11 +101,12 @@ def draw(envelope, events, width, title):
             panel.plot(date(lines.middle[lines.alone]), envelope[f"{name}_mean"][lines.alone], ".",
                        color=colour, markersize=2, zorder=4)
             if not numpy.isnan(envelope[f"{name}_mean"].astype(float)).all():
-                set_scale(panel, envelope[f"{name}_min"], envelope[f"{name}_max"], lines, colour)
+                set_scale(panel, envelope[f"{name}_min"], envelope[f"{name}_max"], lines, colour,
+                          below)
         draw_marks(panel, events, faults)
         panel.set_ylabel(label)
         panel.grid(alpha=0.3)
-        panel.margins(x=0.01, y=MARGIN)
+        panel.margins(x=0.01)
     figure.align_ylabels()
     label_time(all_panels[-1])
     if all_panels[0].get_legend_handles_labels()[0]:
