@@ -1,0 +1,164 @@
+"""A running emulated machine, and commands in it."""
+
+import base64
+import itertools
+import json
+import os
+import socket
+import subprocess
+import time
+from pathlib import Path
+
+MEMORY = "320M"
+
+
+class Monitor:
+    """Sends commands in QEMU's way, lines of JSON, to its monitor or to the agent in the guest."""
+
+    def __init__(self, path, seconds):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.settimeout(seconds)
+        self.socket.connect(str(path))
+        self.lines = self.socket.makefile("rw")
+
+    def command(self, name, **arguments):
+        """What the command returns. What else came before it, events and late answers, is passed
+        over."""
+        message = {"execute": name, "arguments": arguments}
+        self.lines.write(json.dumps(message) + "\n")
+        self.lines.flush()
+        for line in self.lines:
+            answer = json.loads(line.lstrip("\xff"))
+            if "error" in answer:
+                raise RuntimeError(f"{name}: {answer['error']['desc']}")
+            if "return" in answer:
+                return answer["return"]
+        raise RuntimeError(f"{name}: the emulator has ended")
+
+
+class Guest:
+    """An emulated machine. `folder` is for its sockets and its console's output.
+
+    `state`, a file that save() wrote, has it go on where it was saved, on the disk of then."""
+
+    def __init__(self, machine, image, disk, folder, options=(), state=None, console=False):
+        self.folder = folder
+        self.disk = disk
+        self.killed = False
+        lines = [option for k, uart in enumerate(machine.uarts) for option in ("-device", uart)]
+        null = [option for k in range(3) if any(f"uart{k}" in uart for uart in machine.uarts)
+                for option in ("-chardev", f"null,id=uart{k}")]
+        command = [
+            *machine.qemu, "-accel", "tcg", "-m", MEMORY, "-nodefaults", "-display", "none",
+            "-kernel", image.kernel, "-initrd", image.ramdisk,
+            "-append", f"console={machine.console} quiet mitigations=off",
+            "-drive", f"file={disk},if=none,id=disk,cache=writeback",
+            "-device", "virtio-blk-pci,drive=disk", "-device", "virtio-serial-pci",
+            "-device", "virtserialport,chardev=agent,name=org.qemu.guest_agent.0",
+            "-device", "qemu-xhci,id=usb",
+            "-chardev", f"socket,id=agent,path={folder}/agent,server=on,wait=off",
+            "-qmp", f"unix:{folder}/monitor,server=on,wait=off",
+            *null, *lines, *options]
+        if console:
+            command += ["-serial", "mon:stdio"]
+        else:
+            command += ["-serial", f"file:{folder}/console"]
+        if state:
+            command += ["-incoming", f"exec:cat {state}"]
+        self.process = subprocess.Popen([str(c) for c in command],
+                                        stdin=None if console else subprocess.DEVNULL)
+        while not (folder / "agent").exists() or not (folder / "monitor").exists():
+            if self.process.poll() is not None:
+                raise RuntimeError("the emulator did not start")
+            time.sleep(0.05)
+        self.monitor = Monitor(folder / "monitor", seconds=60)
+        self.monitor.lines.readline()  # its greeting
+        self.monitor.command("qmp_capabilities")
+        if state:
+            self._go_on()
+        self.agent = None
+
+    def _go_on(self):
+        """It was saved while it stood still."""
+        while self.monitor.command("query-status")["status"] == "inmigrate":
+            time.sleep(0.05)
+        self.monitor.command("cont")
+
+    def wait_until_up(self, seconds=300):
+        """Until the agent answers, soon after the machine has begun to start its services."""
+        end = time.monotonic() + seconds
+        while True:
+            try:
+                self.agent = Monitor(self.folder / "agent", seconds=2)
+                token = time.monotonic_ns() % 10**9
+                while self.agent.command("guest-sync", id=token) != token:
+                    pass
+                self.agent.socket.settimeout(120)
+                return
+            except (OSError, ValueError):
+                if time.monotonic() > end or self.process.poll() is not None:
+                    raise RuntimeError("the guest did not start:\n" + self.console()) from None
+
+    def console(self):
+        path = self.folder / "console"
+        return path.read_text(errors="replace")[-4000:] if path.exists() else ""
+
+    def start(self, script):
+        """Starts a bash script as root. Its result is had by result()."""
+        return self.agent.command("guest-exec", path="/bin/bash", arg=["-c", script],
+                                  **{"capture-output": True})["pid"]
+
+    def result(self, pid, seconds=120):
+        """Status and output, both streams in one, of what start() started."""
+        end = time.monotonic() + seconds
+        for pause in itertools.chain([0.02, 0.05, 0.1], itertools.repeat(0.2)):
+            status = self.agent.command("guest-exec-status", pid=pid)
+            if status["exited"]:
+                output = "".join(base64.b64decode(status.get(stream, "")).decode("latin-1")
+                                 for stream in ("out-data", "err-data"))
+                return status.get("exitcode", -1), output
+            if time.monotonic() > end:
+                raise TimeoutError(f"still running after {seconds} s")
+            time.sleep(pause)
+
+    def run(self, script, seconds=120):
+        """The output of a bash script that must succeed."""
+        status, output = self.result(self.start(script), seconds)
+        if status:
+            raise AssertionError(f"status {status} of: {script}\n{output}")
+        return output
+
+    def put(self, path, target):
+        """Copies a file of this machine into the guest."""
+        handle = self.agent.command("guest-file-open", path=target, mode="w")
+        data = path.read_bytes()
+        for start in range(0, len(data), 1 << 20):
+            piece = base64.b64encode(data[start:start + (1 << 20)]).decode()
+            self.agent.command("guest-file-write", handle=handle, **{"buf-b64": piece})
+        self.agent.command("guest-file-close", handle=handle)
+
+    def written(self):
+        """Bytes and operations that have been written to the disk, and flushes of it."""
+        stats, = (drive["stats"] for drive in self.monitor.command("query-blockstats")
+                  if drive.get("qdev") or drive["device"] == "disk")
+        return stats["wr_bytes"], stats["wr_operations"], stats["flush_operations"]
+
+    def save(self, state):
+        """Writes its memory and devices to a file and ends it. Its disk is to be kept as it is."""
+        self.monitor.command("stop")
+        self.monitor.command("migrate", uri=f"exec:cat >{state}")
+        while (status := self.monitor.command("query-migrate")["status"]) != "completed":
+            if status == "failed":
+                raise RuntimeError("the state could not be saved")
+            time.sleep(0.1)
+        self.monitor.command("quit")
+        self.process.wait(30)
+
+    def cut_power(self):
+        """Nothing in the guest is told."""
+        self.process.kill()
+        self.process.wait(30)
+
+    def power_off(self, seconds=120):
+        self.start("systemctl poweroff")
+        self.process.wait(seconds)

@@ -1,0 +1,85 @@
+"""A simulated instrument of this machine, at the other end of one of the guest's lines."""
+
+import os
+import signal
+import subprocess
+import threading
+import time
+
+from image import ROOT
+
+SIMULATOR = ROOT / "build/default/simulator/sonic-simulator"
+
+
+class Instrument:
+    """`options` are the simulator's. Its output is collected with the time at which it came."""
+
+    def __init__(self, options=""):
+        self.process = subprocess.Popen([SIMULATOR, "--trace", *options.split()], text=True,
+                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        self.lines = []
+        first = self.process.stdout.readline()
+        self.device = first.split()[1].rstrip(",")
+        threading.Thread(target=self._collect, daemon=True).start()
+
+    def _collect(self):
+        for line in self.process.stdout:
+            self.lines.append((time.time(), line.removeprefix("sonic-simulator: ").rstrip()))
+
+    def seen(self, text):
+        """When a line with this text came, the last time; None: it did not."""
+        return next((when for when, line in reversed(self.lines) if text in line), None)
+
+    def pause(self):
+        self.process.send_signal(signal.SIGSTOP)
+
+    def resume(self):
+        self.process.send_signal(signal.SIGCONT)
+
+    def end(self):
+        if self.process.poll() is None:
+            self.resume()
+            self.process.terminate()
+        self.process.wait(10)
+
+
+def hostdev(device):
+    """A terminal of this machine as QEMU wants to have it. It hands the guest's line speed on to
+    the terminal, so that an instrument at another speed sends noise, as on a wire."""
+    return {"type": "serial", "data": {"device": os.fspath(device)}}
+
+
+class Lines:
+    """The guest's UARTs and its USB socket."""
+
+    def __init__(self, guest):
+        self.guest = guest
+        self.plugged = 0
+        self.instruments = []
+
+    def instrument(self, options):
+        self.instruments.append(Instrument(options))
+        return self.instruments[-1]
+
+    def attach(self, options="", line=1):
+        """An instrument at the UART ttyS`line`, in place of the one before."""
+        instrument = self.instrument(options)
+        self.guest.monitor.command("chardev-change", id=f"uart{line}",
+                                   backend=hostdev(instrument.device))
+        return instrument
+
+    def plug(self, instrument):
+        """An FTDI adapter with this instrument. Returns its name for unplug(): the emulator keeps
+        the name of each line that it has had."""
+        self.plugged += 1
+        name = f"adapter{self.plugged}"
+        self.guest.monitor.command("chardev-add", id=name, backend=hostdev(instrument.device))
+        self.guest.monitor.command("device_add", driver="usb-serial", id=name, chardev=name)
+        return name
+
+    def unplug(self, name):
+        self.guest.monitor.command("device_del", id=name)
+
+    def end(self):
+        for instrument in self.instruments:
+            instrument.end()
