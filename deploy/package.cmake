@@ -21,6 +21,7 @@ install(FILES ${deploy}/systemd/sonicd-watch@.timer DESTINATION lib/systemd/syst
 install(FILES ${deploy}/systemd/sonicd-send@.service ${deploy}/systemd/sonicd-send@.timer
         DESTINATION lib/systemd/system)
 install_configured(systemd/sonicd-compress.service.in lib/systemd/system sonicd-compress.service)
+install_configured(systemd/sonicd-flush.service.in lib/systemd/system sonicd-flush.service)
 install_configured(systemd/sonicd-room.service.in lib/systemd/system sonicd-room.service)
 install_configured(systemd/sonicd-history.service.in lib/systemd/system sonicd-history.service)
 install(FILES ${deploy}/systemd/sonicd-compress.timer ${deploy}/systemd/sonicd-history.timer

@@ -6,6 +6,7 @@ import json
 import os
 import socket
 import subprocess
+import tempfile
 import time
 from pathlib import Path
 
@@ -18,7 +19,7 @@ class Monitor:
     def __init__(self, path, seconds):
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(seconds)
-        self.socket.connect(str(path))
+        self.socket.connect(os.fspath(path))
         self.lines = self.socket.makefile("rw")
 
     def command(self, name, **arguments):
@@ -37,27 +38,26 @@ class Monitor:
 
 
 class Guest:
-    """An emulated machine. `folder` is for its sockets and its console's output.
+    """An emulated machine. `folder` is for its console's output.
 
     `state`, a file that save() wrote, has it go on where it was saved, on the disk of then."""
 
     def __init__(self, machine, image, disk, folder, options=(), state=None, console=False):
         self.folder = folder
-        self.disk = disk
-        self.killed = False
+        self.sockets = tempfile.TemporaryDirectory(prefix="machine-")  # their paths must be short
         lines = [option for k, uart in enumerate(machine.uarts) for option in ("-device", uart)]
         null = [option for k in range(3) if any(f"uart{k}" in uart for uart in machine.uarts)
                 for option in ("-chardev", f"null,id=uart{k}")]
         command = [
-            *machine.qemu, "-accel", "tcg", "-m", MEMORY, "-nodefaults", "-display", "none",
+            *machine.qemu, "-accel", "tcg,tb-size=128", "-m", MEMORY, "-nodefaults", "-display", "none",
             "-kernel", image.kernel, "-initrd", image.ramdisk,
             "-append", f"console={machine.console} quiet mitigations=off",
             "-drive", f"file={disk},if=none,id=disk,cache=writeback",
             "-device", "virtio-blk-pci,drive=disk", "-device", "virtio-serial-pci",
             "-device", "virtserialport,chardev=agent,name=org.qemu.guest_agent.0",
             "-device", "qemu-xhci,id=usb",
-            "-chardev", f"socket,id=agent,path={folder}/agent,server=on,wait=off",
-            "-qmp", f"unix:{folder}/monitor,server=on,wait=off",
+            "-chardev", f"socket,id=agent,path={self.sockets.name}/agent,server=on,wait=off",
+            "-qmp", f"unix:{self.sockets.name}/monitor,server=on,wait=off",
             *null, *lines, *options]
         if console:
             command += ["-serial", "mon:stdio"]
@@ -67,16 +67,21 @@ class Guest:
             command += ["-incoming", f"exec:cat {state}"]
         self.process = subprocess.Popen([str(c) for c in command],
                                         stdin=None if console else subprocess.DEVNULL)
-        while not (folder / "agent").exists() or not (folder / "monitor").exists():
-            if self.process.poll() is not None:
-                raise RuntimeError("the emulator did not start")
-            time.sleep(0.05)
-        self.monitor = Monitor(folder / "monitor", seconds=60)
+        self.monitor = self._connect()
         self.monitor.lines.readline()  # its greeting
         self.monitor.command("qmp_capabilities")
         if state:
             self._go_on()
         self.agent = None
+
+    def _connect(self):
+        while True:
+            try:
+                return Monitor(Path(self.sockets.name, "monitor"), seconds=60)
+            except OSError:
+                if self.process.poll() is not None:
+                    raise RuntimeError("the emulator did not start") from None
+                time.sleep(0.05)
 
     def _go_on(self):
         """It was saved while it stood still."""
@@ -89,7 +94,7 @@ class Guest:
         end = time.monotonic() + seconds
         while True:
             try:
-                self.agent = Monitor(self.folder / "agent", seconds=2)
+                self.agent = Monitor(Path(self.sockets.name, "agent"), seconds=2)
                 token = time.monotonic_ns() % 10**9
                 while self.agent.command("guest-sync", id=token) != token:
                     pass

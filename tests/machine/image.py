@@ -83,7 +83,6 @@ def sources():
 
 def debootstrap(machine, root):
     archives = root.with_name("sources.list")
-    archives.write_text(sources())
     command = ["mmdebstrap", "--quiet", "--mode=root", "--variant=minbase",
                f"--arch={machine.name}", "--skip=check/qemu,output/dev,chroot/mount/sys",
                f"--include={','.join(BASE.split())}",
@@ -92,7 +91,15 @@ def debootstrap(machine, root):
                    "CONSOLE": machine.console}
     if machine.interpreter:
         command = [HERE / "with_interpreter.sh", machine.interpreter, *command]
-    subprocess.run(command, check=True, env=environment)
+    lines = sources()
+    archives.write_text(lines)
+    if subprocess.run(command, env=environment).returncode:
+        # A list of updates that cannot be had today does not matter: the release has all packages.
+        print("Once more with the release alone", flush=True)
+        shutil.rmtree(root, ignore_errors=True)
+        archives.write_text("".join(line + "\n" for line in lines.splitlines()
+                                    if f" {RELEASE} " in line))
+        subprocess.run(command, check=True, env=environment)
 
 
 def make_ramdisk(root, path):

@@ -10,7 +10,11 @@ if [[ ${INSIDE-} != 1 ]]; then
   INSIDE=1 unshare --user bash -c 'read -r <"$1"; shift; exec unshare --mount --pid --fork --mount-proc "$@"' \
     - "$pipe" "$0" "$@" &
   child=$!
-  until [[ $(readlink "/proc/$child/ns/user") != $(readlink /proc/self/ns/user) ]]; do sleep 0.1; done
+  own=$(readlink /proc/self/ns/user)
+  until space=$(readlink "/proc/$child/ns/user") && [[ $space != "$own" ]]; do
+    kill -0 "$child"  # else namespaces are refused
+    sleep 0.1
+  done
   for map in uid_map gid_map; do echo "0 0 65536" >"/proc/$child/$map"; done
   echo >"$pipe"
   rm "$pipe"

@@ -1,0 +1,190 @@
+"""Cuts the power of an emulated logger while it records: power_cuts.py WAY CUTS RESULT.json.
+
+WAY is how the records come to the disk (see WAYS). The guest is brought to sampling once and kept;
+each cut begins there, on a disk of its own, and ends the emulator 5 to 75 seconds later."""
+
+import json
+import random
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests/machine"))
+from architecture import ARCHITECTURES
+from cut import recovered
+from guest import Guest
+from image import ROOT
+from installed import Installed, overlay
+from instrument import Lines
+
+RECORDS = ROOT / "build/default/tools/sonic-records"
+RATE = 32
+HALF_HOUR = 1800
+START = 1700002800 + 900  # of the records: in mid file
+SETTLE = 0.5              # of the simulated instrument
+HOME = "/home/qelta/device"
+REMOUNT = "mount -o remount,{} /"
+NO_FLUSH = "systemctl stop sonicd-flush; systemctl mask --runtime sonicd-flush"
+WRITE_BACK = "sysctl -qw vm.dirty_writeback_centisecs={} vm.dirty_expire_centisecs={}"
+WAYS = {
+    "kernel": NO_FLUSH,  # as if sonicd-flush were not there
+    "flush": "true",     # as the package is installed
+    **{f"flush-{n}": f"mkdir -p /run/systemd/system/sonicd-flush.service.d && printf '[Service]\\n"
+                     f"Environment=\"SONICD_FLUSH_OPTIONS=--seconds {n}\"\\n' "
+                     ">/run/systemd/system/sonicd-flush.service.d/a.conf && systemctl daemon-reload "
+                     "&& systemctl restart sonicd-flush" for n in (1, 2, 4, 10, 30)},
+    "write-back": f"{NO_FLUSH}; {WRITE_BACK.format(100, 100)}",
+    "write-back-commit": f"{NO_FLUSH}; {WRITE_BACK.format(100, 100)}; {REMOUNT.format('commit=2')}",
+    "commit": f"{NO_FLUSH}; {REMOUNT.format('commit=1')}",
+    "journal": f"{NO_FLUSH}; chattr +j {HOME}; {REMOUNT.format('commit=3')}",
+    "sync": f"{NO_FLUSH}; chattr +S {HOME}",
+}
+# Half hours that sonicd-compress finds, of some thousand records each.
+FINISHED = f"""cd {HOME}
+for start in $(seq {START - 900 - 12 * HALF_HOUR} {HALF_HOUR} {START - 900 - HALF_HOUR}); do
+  head -n 5 {START - 900}.* >$start.young_81000_v.01234
+  for copy in $(seq 30); do tail -n +6 {START - 900}.*; done >>$start.young_81000_v.01234
+done
+chown qelta:qelta 1*; touch -d '2 hours ago' 1*; touch {START - 900}.*; sync"""
+
+
+class Sampling:
+    """A guest that samples, kept with its memory."""
+
+    def __init__(self, way, folder):
+        self.folder = folder
+        package = next((ROOT / "build/default").glob("sonicd_*_amd64.deb"))
+        self.installed = Installed(ARCHITECTURES["amd64"], package)
+        guest = self.installed.guest(folder)
+        lines = Lines(guest)
+        lines.attach(f"--start {START}")
+        guest.run("systemctl enable --now sonicd@ttyS1")
+        guest.run(f"until ls {HOME}/*.young*; do sleep 1; done; sleep 20")
+        guest.run(FINISHED)
+        guest.run(WAYS[way])
+        time.sleep(40)  # until the kernel writes as it does all the time
+        self.until = self._last(guest)
+        guest.save(folder / "state")
+        lines.end()
+        self.disk = (folder / "disk.qcow2").rename(folder / "sampling.qcow2")
+
+    @staticmethod
+    def _last(guest):
+        return int(guest.run(f"tail -qn 1 {HOME}/{START - 900}.*").split("\t")[1])
+
+    def go_on(self, name, start):
+        """A guest that goes on with records from `start`, on a disk `name`, and its lines."""
+        disk = self.folder / name
+        overlay(disk, self.disk, "qcow2")
+        guest = Guest(self.installed.machine, self.installed.image, disk, self.folder,
+                      state=self.folder / "state")
+        lines = Lines(guest)
+        instrument = lines.attach(f"--no-setup --rate {RATE} --baud 38400 --fields 5ABEC "
+                                  f"--start {start}")
+        return guest, lines, instrument
+
+
+def stamps_of(path):
+    """The time stamps of the good records of a file, in order, as sonic-records reads them."""
+    table = subprocess.run([RECORDS, "--epoch", path], capture_output=True, text=True)
+    if table.returncode and "no record" not in table.stderr:
+        raise AssertionError(f"{path.name} cannot be read: {table.stderr}")
+    fields = (line.split("\t") for line in table.stdout.splitlines()[1:])
+    return [int(seconds) + int(nanoseconds) / 1e9 for seconds, nanoseconds, *_ in fields]
+
+
+def look(folder, before, start, cut):
+    """What the cut at the record time `cut` left, after records from `start` on."""
+    stamps, zeros, left = [], 0, []
+    for path in sorted(folder.glob("device/[0-9]*")):
+        found = stamps_of(path)
+        if path.suffix == ".zst" or int(path.name[:10]) < START - 900:
+            left.append((path.name[:10], len(found)))
+        else:
+            data = path.read_bytes()
+            zeros += data.count(b"\0")
+            stamps += found
+    new = sorted(stamp for stamp in stamps if stamp >= start)
+    gaps = sum(b - a > 1.5 / RATE for a, b in zip(new, new[1:]))
+    last = new[-1] if new else max(stamps)
+    since = start if not new else last
+    lost = cut - since + (0 if new else before - max(stamps))
+    return {"lost": lost, "zeros": zeros, "gaps": gaps, "finished": sorted(set(left))}
+
+
+def comes_back(sampling, start):
+    """Seconds from power on until the first record from `start` on is in a file."""
+    begin = time.time()
+    guest = Guest(sampling.installed.machine, sampling.installed.image,
+                  sampling.folder / "cut.qcow2", sampling.folder)
+    lines = Lines(guest)
+    try:
+        lines.attach(f"--baud 38400 --start {start}")
+        guest.wait_until_up()
+        while time.time() < begin + 300:
+            last = guest.result(guest.start(f"tail -qn 1 $(ls -t {HOME}/*.young* | head -n 1)"))[1]
+            if last.startswith("DATA_SONIC\t") and int(last.split("\t")[1]) >= start:
+                return time.time() - begin
+            time.sleep(1)
+        raise AssertionError("no record came after the machine had booted")
+    finally:
+        guest.cut_power()
+        lines.end()
+
+
+def one_cut(sampling, k, seconds, across):
+    start = sampling.until + 1
+    if across:  # the half hour ends while it runs
+        start = START - 900 + HALF_HOUR - random.randrange(0, int(seconds))
+    guest, lines, instrument = sampling.go_on("cut.qcow2", start)
+    try:
+        guest.wait_until_up()
+        opened = instrument.seen("port opened")
+        compress = random.uniform(0.2, 8)
+        time.sleep(max(0, opened + seconds - compress - time.time()))
+        guest.start("systemctl start sonicd-compress")
+        time.sleep(max(0, opened + seconds - time.time()))
+        guest.cut_power()
+        cut = start + time.time() - opened - SETTLE
+    finally:
+        guest.process.kill()
+        lines.end()
+    with tempfile.TemporaryDirectory(dir=sampling.folder) as folder:
+        seen = look(recovered(sampling.folder / "cut.qcow2", Path(folder)), sampling.until, start, cut)
+    if k % 10 == 9:
+        seen["back"] = comes_back(sampling, start + HALF_HOUR)
+    return {"seconds": seconds, "across": across, **seen}
+
+
+def written(sampling, seconds=120):
+    """Bytes, writes and flushes of the disk a second, while nothing but the sampling goes on."""
+    guest, lines, _ = sampling.go_on("cut.qcow2", sampling.until + 1)
+    try:
+        time.sleep(10)
+        before = guest.written()
+        time.sleep(seconds)
+        return [(b - a) / seconds for a, b in zip(before, guest.written())]
+    finally:
+        guest.cut_power()
+        lines.end()
+
+
+def main(way, cuts, result):
+    random.seed(way)
+    with tempfile.TemporaryDirectory(prefix="power-", dir=ROOT / "build/machine") as folder:
+        sampling = Sampling(way, Path(folder))
+        report = {"way": way, "written": written(sampling), "cuts": []}
+        for k in range(int(cuts)):
+            cut = one_cut(sampling, k, random.uniform(5, 75), k % 5 == 4)
+            print(way, k, cut, flush=True)
+            report["cuts"].append(cut)
+            Path(result).write_text(json.dumps(report, indent=1))
+        lost = [cut["lost"] for cut in report["cuts"]]
+        print(way, report["written"], *([statistics.median(lost), max(lost)] if lost else []))
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
