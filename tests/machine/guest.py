@@ -11,6 +11,7 @@ import time
 from pathlib import Path
 
 MEMORY = "320M"
+WITH_THIS_PROGRAM = ("setpriv", "--pdeathsig", "KILL")  # ends whatever this program's end
 
 
 class Monitor:
@@ -49,7 +50,7 @@ class Guest:
         null = [option for k in range(3) if any(f"uart{k}" in uart for uart in machine.uarts)
                 for option in ("-chardev", f"null,id=uart{k}")]
         command = [
-            *machine.qemu, "-accel", "tcg,tb-size=128", "-m", MEMORY, "-nodefaults", "-display", "none",
+            *WITH_THIS_PROGRAM, *machine.qemu, "-accel", "tcg,tb-size=128", "-m", MEMORY, "-nodefaults", "-display", "none",
             "-kernel", image.kernel, "-initrd", image.ramdisk,
             "-append", f"console={machine.console} quiet mitigations=off",
             "-drive", f"file={disk},if=none,id=disk,cache=writeback",
@@ -116,7 +117,7 @@ class Guest:
     def result(self, pid, seconds=120):
         """Status and output, both streams in one, of what start() started."""
         end = time.monotonic() + seconds
-        for pause in itertools.chain([0.02, 0.05, 0.1], itertools.repeat(0.2)):
+        for pause in itertools.chain([0.02, 0.05, 0.1, 0.2], itertools.repeat(0.5)):
             status = self.agent.command("guest-exec-status", pid=pid)
             if status["exited"]:
                 output = "".join(base64.b64decode(status.get(stream, "")).decode("latin-1")

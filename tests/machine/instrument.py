@@ -6,6 +6,7 @@ import subprocess
 import threading
 import time
 
+from guest import WITH_THIS_PROGRAM
 from image import ROOT
 
 SIMULATOR = ROOT / "build/default/simulator/sonic-simulator"
@@ -15,7 +16,7 @@ class Instrument:
     """`options` are the simulator's. Its output is collected with the time at which it came."""
 
     def __init__(self, options=""):
-        self.process = subprocess.Popen([SIMULATOR, "--trace", *options.split()], text=True,
+        self.process = subprocess.Popen([*WITH_THIS_PROGRAM, SIMULATOR, "--trace", *options.split()], text=True,
                                         stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         self.lines = []
         first = self.process.stdout.readline()
@@ -54,8 +55,9 @@ class Lines:
 
     def __init__(self, guest):
         self.guest = guest
-        self.plugged = 0
         self.instruments = []
+        self.attached = {}  # by UART
+        self.plugged = 0
 
     def instrument(self, options):
         self.instruments.append(Instrument(options))
@@ -63,22 +65,36 @@ class Lines:
 
     def attach(self, options="", line=1):
         """An instrument at the UART ttyS`line`, in place of the one before."""
-        instrument = self.instrument(options)
-        self.guest.monitor.command("chardev-change", id=f"uart{line}",
-                                   backend=hostdev(instrument.device))
-        return instrument
+        self.attached[line] = self.instrument(options)
+        self._connect(line)
+        return self.attached[line]
 
-    def plug(self, instrument):
-        """An FTDI adapter with this instrument. Returns its name for unplug(): the emulator keeps
-        the name of each line that it has had."""
+    def _connect(self, line):
+        # The terminal keeps what comes until somebody opens the port, as no UART does. At a speed
+        # that no instrument has, that is noise.
+        self.guest.run(f"stty -F /dev/ttyS{line} 1200")
+        self.guest.monitor.command("chardev-change", id=f"uart{line}",
+                                   backend=hostdev(self.attached[line].device))
+
+    def plug(self, instrument, serial_number):
+        """An FTDI adapter with this instrument. Returns what unplug() wants. The emulator keeps the
+        name of each line that it has had, so each gets a new one."""
         self.plugged += 1
         name = f"adapter{self.plugged}"
         self.guest.monitor.command("chardev-add", id=name, backend=hostdev(instrument.device))
-        self.guest.monitor.command("device_add", driver="usb-serial", id=name, chardev=name)
+        self.guest.monitor.command("device_add", driver="usb-serial", id=name, chardev=name,
+                                   serial=serial_number)
         return name
 
     def unplug(self, name):
         self.guest.monitor.command("device_del", id=name)
+
+    def move_to(self, guest):
+        """The same instruments at the UARTs of another guest."""
+        self.guest = guest
+        for line in self.attached:
+            self._connect(line)
+        return self
 
     def end(self):
         for instrument in self.instruments:

@@ -1,0 +1,143 @@
+"""Tests of a logger that is emulated whole: processor, kernel and its drivers, systemd, the package.
+
+A test is a method `test_NAME` of a class that extends MachineTest, in one of the files test_*.py. It
+begins on a machine of its own on which `apt install` has just ended, with the instrument's serial
+number entered:
+
+    def test_silent_for_a_while(self):
+        self.attach("--pause 100:3")                   # options of the simulated instrument at ttyS1
+        self.run("systemctl enable --now sonicd@ttyS1")
+        self.wait_for_records(200)
+        self.assert_recorded(gaps=1)
+
+self.run(SCRIPT) returns the output of a bash script that root runs there, and the test fails where
+the script does. self.plug(OPTIONS) plugs an FTDI adapter with an instrument in. A test that takes
+more than a minute is marked @long. `script/machine test NAME` runs it, and shows the machine's journal
+if it fails.
+"""
+
+import json
+import os
+import shutil
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+from architecture import ARCHITECTURES
+from image import CACHE, ROOT
+from installed import Installed
+from instrument import Lines
+
+HOME = "/home/qelta/device"
+SERIAL_NUMBER = "00815"
+TOPIC = "/home/qelta/device/port/1"
+ADAPTER = "/dev/serial/by-id/usb-QEMU_QEMU_USB_SERIAL_{}-if00-port0"
+LONG_BEFORE = 1700002800 + 600  # a time in the past: minutes into a half hour
+SET_UP_SECONDS = 240            # an emulated processor is slow, and may have others beside it
+
+
+def long(test):
+    test.is_long = True
+    return test
+
+
+def machine():
+    return ARCHITECTURES[os.environ["MACHINE"]]
+
+
+def package():
+    return Path(os.environ["MACHINE_PACKAGE"])
+
+
+class MachineTest(unittest.TestCase):
+    settings = {}  # of Guest, for all tests of a class
+
+    def setUp(self):
+        self.folder = Path(tempfile.mkdtemp(prefix="test-", dir=CACHE))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.installed = Installed(machine(), package())
+        self.guest = self.installed.guest(self.folder, **self.settings)
+        self.lines = Lines(self.guest)
+        self.addCleanup(self._end)
+        self.run(f"sed -i s/unknown/{SERIAL_NUMBER}/ {HOME}/config.json")
+
+    def run(self, script=None, seconds=SET_UP_SECONDS):
+        if script is None or isinstance(script, unittest.TestResult):
+            return super().run(script)
+        return self.guest.run(script, seconds)
+
+    def _end(self):
+        outcome = self._outcome.result
+        if any(test is self for test, _ in outcome.errors + outcome.failures):
+            print(self.guest.result(self.guest.start(
+                "systemctl --failed; journalctl -q --no-pager | tail -n 80"))[1])
+        self.guest.cut_power()
+        self.lines.end()
+
+    # What is at the machine's ports
+
+    def attach(self, options="", line=1):
+        """A simulated instrument at a UART, with the port driver's stamps."""
+        return self.lines.attach(options, line)
+
+    def plug(self, options="--raw", serial_number="A1"):
+        """An adapter with a simulated instrument, whose own line has no stamps. Returns the
+        instrument, and what unplug() wants."""
+        instrument = self.lines.instrument(options)
+        return instrument, self.lines.plug(instrument, serial_number)
+
+    def unplug(self, adapter):
+        self.lines.unplug(adapter)
+
+    def boot_again(self):
+        """As at a power cut: on the disk as it is, with the same instruments."""
+        instruments = self.lines
+        self.guest.cut_power()
+        self.guest = self.installed.booted(self.guest.disk, self.folder, **self.settings)
+        self.lines = instruments.move_to(self.guest)
+
+    # What users do
+
+    def documented(self, document, command, **put_in):
+        """Runs a command as a document gives it, with these words in place of others."""
+        text = (ROOT / "doc" / document).read_text()
+        self.assertIn(command, text)
+        for word, other in put_in.items():
+            command = command.replace(word, other)
+        return self.run(command)
+
+    # What is seen
+
+    def wait_until(self, script, seconds=SET_UP_SECONDS):
+        """Until a script succeeds."""
+        self.run(f"until {{ {script}; }} >/dev/null 2>&1; do sleep 0.3; done", seconds)
+
+    def summary(self, folder=HOME, since=0):
+        """What sonic-records says of the data files, with the counts added up."""
+        text = self.run(f"cd {folder} && sonic-records --summary --format json --from {since} "
+                        "[0-9]*.young_81000_v.* || true")
+        files = [json.loads(line) for line in text.splitlines() if line.startswith("{")]
+        total = {"files": [file["file"] for file in files]}
+        for what in ("records", "expected", "gaps", "failed", "left_out", "restarts", "faults"):
+            total[what] = sum(file[what] or 0 for file in files)
+        return total
+
+    def wait_for_records(self, count, folder=HOME, since=0, seconds=SET_UP_SECONDS):
+        end = time.monotonic() + seconds
+        while self.summary(folder, since)["records"] < count:
+            self.assertLess(time.monotonic(), end, f"no {count} records in {seconds} s")
+            time.sleep(1)
+
+    def assert_recorded(self, folder=HOME, since=0, restarts=0, gaps=0, failed=0, left_out=0):
+        """Each record that the instrument sent is in the files, but for so much."""
+        seen = self.summary(folder, since)
+        missing = seen["expected"] - seen["records"] if not gaps + failed + left_out else 0
+        self.assertEqual(
+            {"missing": 0, "restarts": restarts, "gaps": gaps, "failed": failed,
+             "left_out": left_out},
+            {"missing": missing, **{what: seen[what]
+                                    for what in ("restarts", "gaps", "failed", "left_out")}})
+
+    def journal(self, unit):
+        return self.run(f"journalctl -q --no-pager -o cat -u {unit}")

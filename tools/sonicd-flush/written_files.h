@@ -1,0 +1,33 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <set>
+
+#include "base/descriptor.h"
+
+namespace sonic::flush {
+
+/// Learns from the kernel which data files are appended to. Data files are those whose names begin
+/// with a digit, in the folders "device..." of a home; folders made later count as well. Failures
+/// are std::runtime_error.
+class WrittenFiles {
+ public:
+  explicit WrittenFiles(const std::filesystem::path& home);
+
+  /// Returns when there may be something to take.
+  void wait() const;
+
+  /// What has changed since the last call: data files, and folders in which one is new.
+  std::set<std::filesystem::path> take();
+
+ private:
+  void watch_folders();
+
+  std::filesystem::path _home;
+  Descriptor _events;
+  int _home_watch;
+  std::map<int, std::filesystem::path> _folders;  // by watch
+};
+
+}  // namespace sonic::flush
