@@ -67,6 +67,10 @@ class MachineTest(unittest.TestCase):
             return super().run(script)
         return self.guest.run(script, seconds)
 
+    def start(self, command, log="/dev/null"):
+        """Starts a program that goes on, with all its output in a file of the guest."""
+        self.run(f"setsid {command} >{log} 2>&1 </dev/null &")
+
     def _end(self):
         outcome = self._outcome.result
         if any(test is self for test, _ in outcome.errors + outcome.failures):
@@ -79,6 +83,9 @@ class MachineTest(unittest.TestCase):
 
     def attach(self, options="", line=1):
         """A simulated instrument at a UART, with the port driver's stamps."""
+        # The terminal keeps what comes until somebody opens the port, as no UART does. At a speed
+        # that no instrument has, that is noise.
+        self.run(f"stty -F /dev/ttyS{line} 1200")
         return self.lines.attach(options, line)
 
     def plug(self, options="--raw", serial_number="A1"):
@@ -118,7 +125,8 @@ class MachineTest(unittest.TestCase):
         text = self.run(f"cd {folder} && sonic-records --summary --format json --from {since} "
                         "[0-9]*.young_81000_v.* || true")
         files = [json.loads(line) for line in text.splitlines() if line.startswith("{")]
-        total = {"files": [file["file"] for file in files]}
+        lasts = [file["last"] for file in files if file["last"]]
+        total = {"files": [file["file"] for file in files], "last": max(lasts, default="")}
         for what in ("records", "expected", "gaps", "failed", "left_out", "restarts", "faults"):
             total[what] = sum(file[what] or 0 for file in files)
         return total

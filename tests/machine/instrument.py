@@ -70,9 +70,6 @@ class Lines:
         return self.attached[line]
 
     def _connect(self, line):
-        # The terminal keeps what comes until somebody opens the port, as no UART does. At a speed
-        # that no instrument has, that is noise.
-        self.guest.run(f"stty -F /dev/ttyS{line} 1200")
         self.guest.monitor.command("chardev-change", id=f"uart{line}",
                                    backend=hostdev(self.attached[line].device))
 

@@ -36,9 +36,8 @@ class FirstRecordsTest(MachineTest):
         timer = "cat /sys/bus/usb-serial/devices/ttyUSB0/latency_timer"
         self.wait_until(timer)
         before = self.run(timer)
-        self.run("sonic-port /dev/ttyUSB0 >/tmp/log & echo $! >/tmp/pid")
+        self.start("sonic-port /dev/ttyUSB0", log="/tmp/log")
         self.wait_until("grep pts /tmp/log")
         self.assertEqual("1\n", self.documented("hardware.md", timer))
-        self.run("kill $(cat /tmp/pid)")
-        self.wait_until("! pgrep -x sonic-port")
+        self.run("killall --wait sonic-port")
         self.assertEqual(before, self.run(timer))

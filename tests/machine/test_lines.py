@@ -1,0 +1,44 @@
+"""What a line does that no pseudo-terminal can: other users, speeds, breaks, floods."""
+
+from harness import HOME, MachineTest
+
+
+class LinesTest(MachineTest):
+
+    def test_one_user_at_a_time(self):
+        self.plug()
+        self.run("useradd --groups dialout scientist")
+        self.wait_until("test -e /dev/ttyUSB0")
+        self.start("sonic-port /dev/ttyUSB0", log="/tmp/log")
+        self.wait_until("grep pts /tmp/log")
+        for user, command in (("scientist", "cat /dev/ttyUSB0"),
+                              ("scientist", "minicom -D /dev/ttyUSB0"),
+                              ("root", "sonic-port /dev/ttyUSB0")):
+            output = self.run(f"TERM=vt100 timeout 20 runuser -u {user} -- {command} 2>&1 </dev/null || true")
+            self.assertIn("busy", output.lower(), command)
+
+    def test_speed_that_the_driver_refuses(self):
+        """A 16550 makes 115200 baud at most."""
+        self.attach("--raw --baud 38400")
+        self.start("sonic-port --link /run/offered --trace /dev/ttyS1", log="/tmp/log")
+        self.wait_until("test -e /run/offered")
+        self.run("(sleep 1; stty speed 230400; timeout 5 cat || true) </run/offered >/tmp/records")
+        self.assertIn("/dev/ttyS1 cannot be set to 230400 baud, stays at 38400 baud",
+                      self.run("cat /tmp/log"))
+        self.assertGreater(int(self.run("tr '\\r' '\\n' </tmp/records | grep -c '^[0-9]*,'")), 10)
+
+    def test_break(self):
+        """Damages the record under way, and no other."""
+        self.attach()
+        self.run("systemctl enable --now sonicd@ttyS1")
+        self.wait_for_records(100)
+        self.guest.monitor.command("chardev-send-break", id="uart1")
+        self.wait_for_records(300)
+        self.assert_recorded(failed=1)
+
+    def test_flood(self):
+        """Records without a pause between them are all taken."""
+        self.attach("--speed max --records 3000")
+        self.run("systemctl enable --now sonicd@ttyS1")
+        self.wait_for_records(3000)
+        self.assert_recorded()

@@ -1,0 +1,53 @@
+"""An adapter that is pulled and plugged in again, under the services of systemd."""
+
+from harness import ADAPTER, MachineTest, long
+
+RAW = "--raw --baud 19200"
+
+
+class PlugTest(MachineTest):
+
+    def use_adapter(self, serial_number="A1"):
+        """As hardware.md says."""
+        self.run(f"echo DEVICE={ADAPTER.format(serial_number)} >/etc/default/sonic-port-ttyS1; "
+                 "install -D -m 644 -t /etc/systemd/system/sonicd@ttyS1.service.d "
+                 "/usr/share/sonicd/sonic-port.conf; "
+                 "systemctl enable --now sonic-port@ttyS1 sonicd@ttyS1")
+
+    def now(self):
+        return int(self.run("date +%s"))
+
+    def test_pulled_and_plugged_in_again(self):
+        """Under another number, too: something else has taken the first one."""
+        instrument, adapter = self.plug(RAW)
+        self.use_adapter()
+        self.wait_for_records(100)
+        self.unplug(adapter)
+        self.wait_until("! systemctl is-active sonic-port@ttyS1")
+        self.assertIn("is gone", self.journal("sonic-port@ttyS1"))
+        self.plug(serial_number="B2")
+        self.wait_until("test -e /dev/ttyUSB0")
+        instrument.end()
+        since = self.now()
+        self.plug(RAW)
+        self.wait_until("test -e /dev/ttyUSB1")
+        self.wait_for_records(100, since=since)
+        self.assert_recorded(since=since, restarts=1)
+
+    @long
+    def test_boots_with_the_adapter_and_without(self):
+        _, adapter = self.plug(RAW)
+        self.use_adapter()
+        self.wait_for_records(50)
+        self.unplug(adapter)
+        self.run("sync")
+        self.boot_again()
+        self.wait_until("systemctl is-active sonicd-watch@ttyS1.timer")
+        self.assertIn("inactive", self.run("systemctl is-active sonic-port@ttyS1 || true"))
+        since = self.now()
+        self.plug("--raw")
+        self.wait_for_records(50, since=since)
+        self.run("systemctl reboot", seconds=5)
+        self.guest.wait_until_up()
+        since = self.now()
+        self.wait_for_records(50, since=since)

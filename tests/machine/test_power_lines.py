@@ -1,0 +1,29 @@
+"""The lines that switch the instruments' power: the kernel's own where the machine has a GPIO chip."""
+
+from harness import MachineTest
+
+VALUE = "/sys/class/gpio/gpio13/value"
+
+
+class PowerLinesTest(MachineTest):
+
+    def power(self):
+        return self.run(f"cat {VALUE}").strip()
+
+    def test_on_and_off(self):
+        """Root owns the line, and a start that fails before the set-up switches it off."""
+        self.attach("--state silent")
+        self.assertEqual("root 0", self.run(f"echo $(stat -c %U {VALUE}) $(cat {VALUE})").strip())
+        self.run("systemctl start sonicd@ttyS1")
+        self.wait_until(f"grep 1 {VALUE}")
+        self.start(f"bash -c 'while sleep 0.05; do cat {VALUE}; done | uniq'", log="/tmp/values")
+        self.run("systemctl restart sonicd@ttyS1; sleep 2; systemctl stop sonicd@ttyS1; sleep 0.2")
+        self.assertEqual("1 0 1 0", self.run("echo $(cat /tmp/values)").strip())
+
+    def test_not_exported(self):
+        """Passed over without a word."""
+        self.attach()
+        self.run("umount /sys/class/gpio/gpio13 2>/dev/null; rm -rf /sys/class/gpio/gpio13")
+        self.run("systemctl start sonicd@ttyS1")
+        self.wait_for_records(50)
+        self.assert_recorded()
