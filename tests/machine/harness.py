@@ -34,7 +34,7 @@ SERIAL_NUMBER = "00815"
 TOPIC = "/home/qelta/device/port/1"
 ADAPTER = "/dev/serial/by-id/usb-QEMU_QEMU_USB_SERIAL_{}-if00-port0"
 LONG_BEFORE = 1700002800 + 600  # a time in the past: minutes into a half hour
-SET_UP_SECONDS = 240            # an emulated processor is slow, and may have others beside it
+SET_UP_SECONDS = 900           # an emulated processor is slow, and may have others beside it
 
 
 def long(test):
@@ -51,13 +51,11 @@ def package():
 
 
 class MachineTest(unittest.TestCase):
-    settings = {}  # of Guest, for all tests of a class
-
     def setUp(self):
         self.folder = Path(tempfile.mkdtemp(prefix="test-", dir=CACHE))
         self.addCleanup(shutil.rmtree, self.folder)
         self.installed = Installed(machine(), package())
-        self.guest = self.installed.guest(self.folder, **self.settings)
+        self.guest = self.installed.guest(self.folder)
         self.lines = Lines(self.guest)
         self.addCleanup(self._end)
         self.run(f"sed -i s/unknown/{SERIAL_NUMBER}/ {HOME}/config.json")
@@ -97,12 +95,12 @@ class MachineTest(unittest.TestCase):
     def unplug(self, adapter):
         self.lines.unplug(adapter)
 
-    def boot_again(self):
-        """As at a power cut: on the disk as it is, with the same instruments."""
-        instruments = self.lines
+    def boot_again(self, *options):
+        """As after a power cut: on the disk as it is, with the same instruments at the UARTs and
+        nothing plugged in. The options are QEMU's."""
         self.guest.cut_power()
-        self.guest = self.installed.booted(self.guest.disk, self.folder, **self.settings)
-        self.lines = instruments.move_to(self.guest)
+        self.guest = self.installed.booted(self.guest.disk, self.folder, options=options)
+        self.lines.move_to(self.guest)
 
     # What users do
 

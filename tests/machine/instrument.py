@@ -91,7 +91,6 @@ class Lines:
         self.guest = guest
         for line in self.attached:
             self._connect(line)
-        return self
 
     def end(self):
         for instrument in self.instruments:

@@ -1,38 +1,50 @@
 """A logger without a clock chip starts in the past."""
 
-import socket
-import struct
-import threading
 import time
 
-from harness import HOME, MachineTest
+from harness import ADAPTER, MachineTest, long
+from time_server import TimeServer
 
-NTP_EPOCH = 2208988800  # of its seconds, before 1970
-
-
-class TimeServer(threading.Thread):
-    """Answers one question of the time after another, as a server of the network time protocol."""
-
-    def __init__(self):
-        super().__init__(daemon=True)
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.socket.bind(("127.0.0.1", 0))
-        self.port = self.socket.getsockname()[1]
-
-    def run(self):
-        while True:
-            question, client = self.socket.recvfrom(512)
-            now = int((time.time() + NTP_EPOCH) * 2**32)
-            # Version 4, server, stratum 1; then its clock's error, name and last setting.
-            head = struct.pack("!BBBbII4s", 0o44, 1, question[2], -20, 0, 0, b"TEST")
-            self.socket.sendto(head + struct.pack("!Q", now) + question[40:48] +
-                               struct.pack("!QQ", now, now), client)
+PAST = "2000-01-01 00:05:00"
+NETWORK = ("-netdev", "user,id=net", "-device", "virtio-net-pci,netdev=net")
 
 
 class ClockTest(MachineTest):
-    settings = {"options": ("-netdev", "user,id=net", "-device", "virtio-net-pci,netdev=net")}
+
+    def use_adapter(self):
+        """The stamps are those of sonic-port, and so of the guest's clock."""
+        self.plug("--raw --baud 38400", "A1")
+        self.run(f"echo DEVICE={ADAPTER.format('A1')} >/etc/default/sonic-port-ttyS1; "
+                 "install -D -m 644 -t /etc/systemd/system/sonicd@ttyS1.service.d "
+                 "/usr/share/sonicd/sonic-port.conf; systemctl enable sonic-port@ttyS1 sonicd@ttyS1")
 
     def test_set_right_while_it_records(self):
-        """By sonic-port's stamps: the next half hour begins a file, nothing is lost."""
-        self.run("date -s '2000-01-01 00:05:00'")
-        self.plug("--raw --baud 38400")
+        """The records go on in a file of the right half hour."""
+        self.run(f"date -s '{PAST}'")
+        self.use_adapter()
+        self.run("systemctl start sonicd@ttyS1")
+        self.wait_for_records(100)
+        now = int(time.time())
+        self.run(f"date -s @{now}")
+        self.wait_for_records(100, since=now)
+        seen = self.summary()
+        self.assertEqual(2, len(seen["files"]))
+        self.assertEqual((seen["expected"], 0), (seen["records"], seen["failed"]))
+
+    @long
+    def test_waits_for_the_right_time(self):
+        """As operations.md has it: no record has a time in the past."""
+        server = TimeServer()
+        server.start()
+        self.documented("operations.md", "apt install chrony", install="install --yes")
+        self.documented("operations.md", "systemctl enable chrony-wait")
+        self.run(f"echo server 10.0.2.2 port {server.port} iburst >/etc/chrony/conf.d/test.conf; "
+                 "printf '[Match]\\nName=e*\\n[Network]\\nDHCP=yes\\n' "
+                 ">/etc/systemd/network/test.network; systemctl enable systemd-networkd")
+        self.use_adapter()
+        self.run("sync")
+        self.boot_again(*NETWORK, "-rtc", f"base={PAST.replace(' ', 'T')}")
+        self.plug("--raw --baud 38400", "A1")
+        now = int(time.time())
+        self.wait_for_records(100, since=now - 60)
+        self.assertEqual(1, len(self.summary()["files"]))

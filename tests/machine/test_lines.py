@@ -19,7 +19,7 @@ class LinesTest(MachineTest):
 
     def test_speed_that_the_driver_refuses(self):
         """A 16550 makes 115200 baud at most."""
-        self.attach("--raw --baud 38400")
+        self.attach("--raw --baud 38400 --fields 5ABEC")
         self.start("sonic-port --link /run/offered --trace /dev/ttyS1", log="/tmp/log")
         self.wait_until("test -e /run/offered")
         self.run("(sleep 1; stty speed 230400; timeout 5 cat || true) </run/offered >/tmp/records")
