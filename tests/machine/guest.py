@@ -45,6 +45,7 @@ class Guest:
 
     def __init__(self, machine, image, disk, folder, options=(), state=None, console=False):
         self.folder = folder
+        self.disk = disk
         self.sockets = tempfile.TemporaryDirectory(prefix="machine-")  # their paths must be short
         lines = [option for k, uart in enumerate(machine.uarts) for option in ("-device", uart)]
         null = [option for k in range(3) if any(f"uart{k}" in uart for uart in machine.uarts)

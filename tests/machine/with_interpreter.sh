@@ -7,6 +7,7 @@ set -euo pipefail
 if [[ ${INSIDE-} != 1 ]]; then
   pipe=$(mktemp -u)
   mkfifo "$pipe"
+  # shellcheck disable=SC2016
   INSIDE=1 unshare --user bash -c 'read -r <"$1"; shift; exec unshare --mount --pid --fork --mount-proc "$@"' \
     - "$pipe" "$0" "$@" &
   child=$!

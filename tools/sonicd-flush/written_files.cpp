@@ -23,6 +23,13 @@ constexpr size_t BLOCK_BYTES = 4096;
 
 bool is_data_file(const std::string& name) { return name.find_first_of(DIGITS) == 0; }
 
+void insert_all(const fs::path& folder, std::set<fs::path>& files) {
+  files.insert(folder);
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    if (is_data_file(entry.path().filename())) files.insert(entry.path());
+  }
+}
+
 }  // namespace
 
 WrittenFiles::WrittenFiles(const fs::path& home)
@@ -33,15 +40,17 @@ WrittenFiles::WrittenFiles(const fs::path& home)
   watch_folders();
 }
 
-/// Those that are watched already keep their watch.
-void WrittenFiles::watch_folders() {
+/// Returns those that were not watched yet.
+std::vector<fs::path> WrittenFiles::watch_folders() {
+  std::vector<fs::path> added;
   for (const fs::directory_entry& entry : fs::directory_iterator(_home)) {
     const fs::path& folder = entry.path();
     if (!folder.filename().string().starts_with(FOLDERS_BEGIN) || !entry.is_directory()) continue;
     const int watch = inotify_add_watch(_events.get(), folder.c_str(), IN_MODIFY | NEW_NAME);
     if (watch == -1) throw_error(errno, {folder.native(), ": cannot be watched: "});
-    _folders[watch] = folder;
+    if (_folders.insert_or_assign(watch, folder).second) added.push_back(folder);
   }
+  return added;
 }
 
 void WrittenFiles::wait() const {
@@ -57,7 +66,10 @@ std::set<fs::path> WrittenFiles::take() {
     for (const char* at = block; at < block + size;) {
       const auto& event = *reinterpret_cast<const inotify_event*>(at);
       at += sizeof event + event.len;
-      if (event.wd == _home_watch) watch_folders();
+      if (event.wd == _home_watch) {
+        // What was written there before it was watched is unknown.
+        for (const fs::path& folder : watch_folders()) insert_all(folder, changed);
+      }
       const auto folder = _folders.find(event.wd);
       if (folder == _folders.end() || event.len == 0 || !is_data_file(event.name)) continue;
       changed.insert(folder->second / event.name);

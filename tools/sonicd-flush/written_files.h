@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <map>
 #include <set>
+#include <vector>
 
 #include "base/descriptor.h"
 
@@ -22,7 +23,7 @@ class WrittenFiles {
   std::set<std::filesystem::path> take();
 
  private:
-  void watch_folders();
+  std::vector<std::filesystem::path> watch_folders();
 
   std::filesystem::path _home;
   Descriptor _events;
