@@ -94,17 +94,22 @@ class Guest:
     def wait_until_up(self, seconds=300):
         """Until the agent answers, soon after the machine has begun to start its services."""
         end = time.monotonic() + seconds
-        while True:
-            try:
-                self.agent = Monitor(Path(self.sockets.name, "agent"), seconds=2)
-                token = time.monotonic_ns() % 10**9
-                while self.agent.command("guest-sync", id=token) != token:
-                    pass
-                self.agent.socket.settimeout(120)
-                return
-            except (OSError, ValueError):
-                if time.monotonic() > end or self.process.poll() is not None:
-                    raise RuntimeError("the guest did not start:\n" + self.console()) from None
+        while not self._ask_agent():
+            if time.monotonic() > end or self.process.poll() is not None:
+                raise RuntimeError("the guest did not start:\n" + self.console())
+
+    def _ask_agent(self):
+        """Whether it answers."""
+        self.agent = Monitor(Path(self.sockets.name, "agent"), seconds=2)
+        try:
+            token = time.monotonic_ns() % 10**9
+            while self.agent.command("guest-sync", id=token) != token:
+                pass
+        except (OSError, ValueError):
+            self.agent.socket.close()
+            return False
+        self.agent.socket.settimeout(120)
+        return True
 
     def console(self):
         path = self.folder / "console"
