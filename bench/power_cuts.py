@@ -1,7 +1,8 @@
 """Cuts the power of an emulated logger while it records: power_cuts.py WAY CUTS RESULT.json.
 
 WAY is how the records come to the disk (see WAYS). The guest is brought to sampling once and kept;
-each cut begins there, on a disk of its own, and ends the emulator 5 to 75 seconds later."""
+each cut begins there, on a disk of its own, and ends the emulator 5 to 75 seconds later. The way
+"all" has each of them CUTS times, two minutes each, and is for comparing what they cost."""
 
 import json
 import random
@@ -167,31 +168,60 @@ def one_cut(sampling, k, seconds, across):
     return {"seconds": seconds, "across": across, "compress": bool(k % 2), **seen}
 
 
-def written(sampling, seconds=120):
-    """Bytes, writes and flushes of the disk a second, while nothing but the sampling goes on."""
-    guest, lines, _ = sampling.go_on("cut.qcow2", sampling.until + 1)
+def written(sampling, way="true", settle=10, seconds=120):
+    """Bytes, writes and flushes of the disk a second, while nothing but the sampling goes on, and
+    what a cut then leaves."""
+    start = sampling.until + 1
+    guest, lines, instrument = sampling.go_on("cut.qcow2", start)
     try:
-        time.sleep(10)
+        guest.wait_until_up()
+        guest.run(way)
+        time.sleep(settle)
         before = guest.written()
-        time.sleep(seconds)
-        return [(b - a) / seconds for a, b in zip(before, guest.written())]
-    finally:
+        time.sleep(seconds + random.uniform(0, settle))
+        after = guest.written()
+        cut = start + time.time() - instrument.seen("port opened") - SETTLE
         guest.cut_power()
+    finally:
+        guest.process.kill()
         lines.end()
+    with tempfile.TemporaryDirectory(dir=sampling.folder) as folder:
+        seen = look(recovered(sampling.folder / "cut.qcow2", Path(folder)), start, cut,
+                    sampling.until)
+    return [(b - a) / seconds for a, b in zip(before, after)], seen["lost"]
+
+
+def compare(rounds, folder):
+    sampling = Sampling("flush", folder)
+    for way, script in WAYS.items():
+        costs, losses = zip(*(written(sampling, script, 30, 90) for _ in range(rounds)))
+        size, writes, flushes = (statistics.mean(cost) for cost in zip(*costs))
+        print(f"{way}: {size / 1000:.1f} kB, {writes:.2f} writes and {flushes:.2f} flushes a second; "
+              f"lost {', '.join(f'{loss:.1f}' for loss in losses)} s", flush=True)
+
+
+def cut_often(way, cuts, folder, result):
+    sampling = Sampling(way, folder)
+    report = {"way": way, "written": written(sampling)[0], "cuts": []}
+    for k in range(cuts):
+        cut = one_cut(sampling, k, random.uniform(5, 75), k % 5 == 4)
+        print(way, k, cut, flush=True)
+        report["cuts"].append(cut)
+        result.write_text(json.dumps(report, indent=1))
+    lost = [cut["lost"] for cut in report["cuts"]]
+    print(f"{way}: {cuts} cuts; seconds of records lost: median {statistics.median(lost):.1f}, worst "
+          f"{max(lost):.1f}; gaps {sum(cut['gaps'] for cut in report['cuts'])}, zero bytes at most "
+          f"{max(cut['zeros'] for cut in report['cuts'])}; first record at most "
+          f"{max((cut.get('back', 0) for cut in report['cuts'])):.0f} s after the power was back")
 
 
 def main(way, cuts, result):
     random.seed(way)
     with tempfile.TemporaryDirectory(prefix="power-", dir=ROOT / "build/machine") as folder:
-        sampling = Sampling(way, Path(folder))
-        report = {"way": way, "written": written(sampling), "cuts": []}
-        for k in range(int(cuts)):
-            cut = one_cut(sampling, k, random.uniform(5, 75), k % 5 == 4)
-            print(way, k, cut, flush=True)
-            report["cuts"].append(cut)
-            Path(result).write_text(json.dumps(report, indent=1))
-        lost = [cut["lost"] for cut in report["cuts"]]
-        print(way, report["written"], *([statistics.median(lost), max(lost)] if lost else []))
+        if way == "all":
+            compare(int(cuts), Path(folder))
+        else:
+            cut_often(way, int(cuts), Path(folder), Path(result))
 
 
 if __name__ == "__main__":

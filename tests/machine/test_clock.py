@@ -11,9 +11,9 @@ NETWORK = ("-netdev", "user,id=net", "-device", "virtio-net-pci,netdev=net")
 
 class ClockTest(MachineTest):
 
-    def use_adapter(self):
+    def use_adapter(self, options=""):
         """The stamps are those of sonic-port, and so of the guest's clock."""
-        self.plug("--raw --baud 38400", "A1")
+        self.plug(f"--raw {options}")
         self.run(f"echo DEVICE={ADAPTER.format('A1')} >/etc/default/sonic-port-ttyS1; "
                  "install -D -m 644 -t /etc/systemd/system/sonicd@ttyS1.service.d "
                  "/usr/share/sonicd/sonic-port.conf; systemctl enable sonic-port@ttyS1 sonicd@ttyS1")
@@ -21,14 +21,14 @@ class ClockTest(MachineTest):
     def test_set_right_while_it_records(self):
         """The records go on in a file of the right half hour."""
         self.run(f"date -s '{PAST}'")
-        self.use_adapter()
+        self.use_adapter("--records 500")
         self.run("systemctl start sonicd@ttyS1")
-        self.wait_for_records(100)
+        self.wait_for_records(50)
         now = int(time.time())
         self.run(f"date -s @{now}")
-        self.wait_for_records(100, since=now)
-        self.assertEqual(2, len(self.summary()["files"]))
-        self.assert_recorded()
+        self.wait_for_records(500)
+        self.assertGreater(self.summary(since=now)["records"], 0)
+        self.assert_count(500)
 
     @long
     def test_waits_for_the_right_time(self):
@@ -43,7 +43,7 @@ class ClockTest(MachineTest):
         self.use_adapter()
         self.run("sync")
         self.boot_again(*NETWORK, "-rtc", f"base={PAST.replace(' ', 'T')}")
-        self.plug("--raw --baud 38400", "A1")
+        self.plug("--raw")
         now = int(time.time())
         self.wait_for_records(100, since=now - 60)
         self.assertEqual(1, len(self.summary()["files"]))

@@ -19,7 +19,7 @@ class FirstRecordsTest(MachineTest):
         self.assertEqual("", self.run("systemctl --failed --quiet --no-legend"))
 
     def test_adapter(self):
-        self.plug("--raw --baud 19200")
+        self.plug("--raw --baud 19200 --records 200")
         device = "/dev/serial/by-id/usb-FTDI_FT232R_USB_UART_A10K1234-if00-port0"
         self.wait_until(f"test -e {ADAPTER.format('A1')}")
         self.documented("hardware.md", f"echo DEVICE={device} >/etc/default/sonic-port-ttyS1",
@@ -27,8 +27,8 @@ class FirstRecordsTest(MachineTest):
         self.documented("hardware.md", "install -D -m 644 -t /etc/systemd/system/sonicd@ttyS1.service.d "
                                        "/usr/share/sonicd/sonic-port.conf")
         self.documented("hardware.md", "systemctl enable --now sonic-port@ttyS1 sonicd@ttyS1")
-        self.wait_for_records(100)
-        self.assert_recorded()
+        self.wait_for_records(200)
+        self.assert_count(200)
 
     def test_latency_of_the_adapter(self):
         """Set while the port is in use, and put back."""

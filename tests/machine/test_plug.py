@@ -29,10 +29,10 @@ class PlugTest(MachineTest):
         self.wait_until("test -e /dev/ttyUSB0")
         instrument.end()
         since = self.now()
-        self.plug(RAW)
+        self.plug(f"{RAW} --records 200")
         self.wait_until("test -e /dev/ttyUSB1")
-        self.wait_for_records(100, since=since)
-        self.assert_recorded(since=since)
+        self.wait_for_records(200, since=since)
+        self.assert_count(200, since=since)
 
     @long
     def test_boots_with_the_adapter_and_without(self):
