@@ -15,7 +15,7 @@ import tty
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(ROOT / "tests/machine"))
+sys.path.insert(0, str(ROOT / "machine"))
 from architecture import ARCHITECTURES
 from guest import Guest
 from image import CACHE

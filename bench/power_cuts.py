@@ -13,9 +13,9 @@ import tempfile
 import time
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests/machine"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "machine"))
 from architecture import ARCHITECTURES
-from cut import recovered
+from recovered import recovered
 from guest import Guest
 from image import ROOT
 from installed import Installed, overlay

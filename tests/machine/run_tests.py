@@ -9,8 +9,8 @@ import time
 import unittest
 from pathlib import Path
 
-from harness import machine, package
-from installed import Installed
+import harness
+from guest import WITH_THIS_PROGRAM
 
 HERE = Path(__file__).parent
 
@@ -30,7 +30,7 @@ def names(suite, quick, patterns):
 
 def run(name):
     begin = time.monotonic()
-    done = subprocess.run([sys.executable, "-B", "-m", "unittest", name], cwd=HERE, text=True,
+    done = subprocess.run([*WITH_THIS_PROGRAM, sys.executable, "-B", "-m", "unittest", name], cwd=HERE, text=True,
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT)
     print(f"{'failed' if done.returncode else 'passed'}  {time.monotonic() - begin:4.0f} s  {name}",
@@ -47,7 +47,7 @@ def main():
     parser.add_argument("pattern", nargs="*", help="a part of the names of the tests that are run")
     options = parser.parse_args()
     tests = list(names(unittest.defaultTestLoader.discover(HERE), options.quick, options.pattern))
-    Installed(machine(), package())  # made once, for all of them
+    harness.Installed.from_environment()  # made once, for all of them
     with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
         passed = sum(pool.map(run, tests))
     print(f"{passed} passed, {len(tests) - passed} failed")

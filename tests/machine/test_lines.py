@@ -34,7 +34,7 @@ class LinesTest(MachineTest):
         self.wait_for_records(100)
         self.guest.monitor.command("chardev-send-break", id="uart1")
         self.wait_for_records(300)
-        self.assert_recorded(failed=1)
+        self.assert_recorded(errors=1)
 
     def test_flood(self):
         """Records without a pause between them are all taken."""

@@ -16,9 +16,9 @@ class PowerLinesTest(MachineTest):
         self.assertEqual("root 0", self.run(f"echo $(stat -c %U {VALUE}) $(cat {VALUE})").strip())
         self.run("systemctl start sonicd@ttyS1")
         self.wait_until(f"grep 1 {VALUE}")
-        self.start(f"bash -c 'while sleep 0.05; do cat {VALUE}; done | uniq'", log="/tmp/values")
+        self.start(f"bash -c 'while sleep 0.05; do cat {VALUE}; done'", log="/tmp/values")
         self.run("systemctl restart sonicd@ttyS1; sleep 2; systemctl stop sonicd@ttyS1; sleep 0.2")
-        self.assertEqual("1 0 1 0", self.run("echo $(cat /tmp/values)").strip())
+        self.assertEqual("1 0 1 0", self.run("echo $(uniq /tmp/values)").strip())
 
     def test_not_exported(self):
         """Passed over without a word."""

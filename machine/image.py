@@ -10,7 +10,7 @@ import subprocess
 import tempfile
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
+ROOT = Path(__file__).resolve().parents[1]
 CACHE = ROOT / "build/machine"
 HERE = Path(__file__).parent
 DISK_SIZE = "1500M"

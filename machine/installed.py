@@ -1,12 +1,13 @@
 """A guest with the package, as `apt install` has left it: kept, so that each test starts there."""
 
-import base64
 import hashlib
+import os
 import shutil
 import subprocess
 import time
 from pathlib import Path
 
+from architecture import ARCHITECTURES
 from guest import Guest
 from image import CACHE, base_image
 
@@ -35,6 +36,11 @@ class Installed:
             for old in self.image.folder.glob("installed-*"):
                 shutil.rmtree(old)
             self._install(package)
+
+    @classmethod
+    def from_environment(cls):
+        """Of the architecture and the package that script/machine has chosen."""
+        return cls(ARCHITECTURES[os.environ["MACHINE"]], Path(os.environ["MACHINE_PACKAGE"]))
 
     def _install(self, package):
         part = self.folder.with_suffix(".part")

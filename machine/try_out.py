@@ -5,7 +5,6 @@ import sys
 import tempfile
 from pathlib import Path
 
-from harness import machine, package
 from image import CACHE
 from installed import Installed
 from instrument import Lines
@@ -17,7 +16,7 @@ def main():
     parser.add_argument("command", nargs="*", help="of the shell there")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory(dir=CACHE) as folder:
-        guest = Installed(machine(), package()).guest(Path(folder), console=options.keep)
+        guest = Installed.from_environment().guest(Path(folder), console=options.keep)
         lines = Lines(guest)
         try:
             lines.attach()

@@ -23,19 +23,23 @@ class Monitor:
         self.socket.connect(os.fspath(path))
         self.lines = self.socket.makefile("rw")
 
-    def command(self, name, **arguments):
-        """What the command returns. What else came before it, events and late answers, is passed
-        over."""
-        message = {"execute": name, "arguments": arguments}
-        self.lines.write(json.dumps(message) + "\n")
+    def send(self, name, **arguments):
+        self.lines.write(json.dumps({"execute": name, "arguments": arguments}) + "\n")
         self.lines.flush()
+
+    def answer(self):
+        """What the next command that is answered returns. Events are passed over."""
         for line in self.lines:
             answer = json.loads(line.lstrip("\xff"))
             if "error" in answer:
-                raise RuntimeError(f"{name}: {answer['error']['desc']}")
+                raise RuntimeError(answer["error"]["desc"])
             if "return" in answer:
                 return answer["return"]
-        raise RuntimeError(f"{name}: the emulator has ended")
+        raise RuntimeError("the emulator has ended")
+
+    def command(self, name, **arguments):
+        self.send(name, **arguments)
+        return self.answer()
 
 
 class Guest:
@@ -103,8 +107,9 @@ class Guest:
         self.agent = Monitor(Path(self.sockets.name, "agent"), seconds=2)
         try:
             token = time.monotonic_ns() % 10**9
-            while self.agent.command("guest-sync", id=token) != token:
-                pass
+            self.agent.send("guest-sync", id=token)
+            while self.agent.answer() != token:
+                pass  # what was asked before
         except (OSError, ValueError):
             self.agent.socket.close()
             return False
