@@ -20,7 +20,11 @@ class Monitor:
     def __init__(self, path, seconds):
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(seconds)
-        self.socket.connect(os.fspath(path))
+        try:
+            self.socket.connect(os.fspath(path))
+        except OSError:
+            self.socket.close()
+            raise
         self.lines = self.socket.makefile("rw")
 
     def send(self, name, **arguments):

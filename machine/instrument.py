@@ -8,6 +8,7 @@ import time
 
 from guest import WITH_THIS_PROGRAM
 from image import ROOT
+from wire import Wire
 
 SIMULATOR = ROOT / "build/default/simulator/sonic-simulator"
 
@@ -20,7 +21,7 @@ class Instrument:
                                         stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         self.lines = []
         first = self.process.stdout.readline()
-        self.device = first.split()[1].rstrip(",")
+        self.device = Wire(first.split()[1].rstrip(",")).device
         threading.Thread(target=self._collect, daemon=True).start()
 
     def _collect(self):
@@ -56,7 +57,6 @@ class Lines:
     def __init__(self, guest):
         self.guest = guest
         self.instruments = []
-        self.attached = {}  # by UART
         self.plugged = 0
 
     def instrument(self, options):
@@ -65,13 +65,10 @@ class Lines:
 
     def attach(self, options="", line=1):
         """An instrument at the UART ttyS`line`, in place of the one before."""
-        self.attached[line] = self.instrument(options)
-        self._connect(line)
-        return self.attached[line]
-
-    def _connect(self, line):
+        instrument = self.instrument(options)
         self.guest.monitor.command("chardev-change", id=f"uart{line}",
-                                   backend=hostdev(self.attached[line].device))
+                                   backend=hostdev(instrument.device))
+        return instrument
 
     def plug(self, instrument, serial_number):
         """An FTDI adapter with this instrument. Returns what unplug() wants. The emulator keeps the
@@ -85,12 +82,6 @@ class Lines:
 
     def unplug(self, name):
         self.guest.monitor.command("device_del", id=name)
-
-    def move_to(self, guest):
-        """The same instruments at the UARTs of another guest."""
-        self.guest = guest
-        for line in self.attached:
-            self._connect(line)
 
     def end(self):
         for instrument in self.instruments:

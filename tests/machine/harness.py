@@ -35,7 +35,7 @@ HOME = "/home/qelta/device"
 SERIAL_NUMBER = "00815"
 TOPIC = "/home/qelta/device/port/1"
 ADAPTER = "/dev/serial/by-id/usb-QEMU_QEMU_USB_SERIAL_{}-if00-port0"
-LONG_BEFORE = 1700002800 + 600  # a time in the past: minutes into a half hour
+START = 1700002800 + 600        # of a run's stamps at a UART: minutes into a half hour
 SET_UP_SECONDS = 900           # an emulated processor is slow, and may have others beside it
 
 
@@ -73,12 +73,9 @@ class MachineTest(unittest.TestCase):
 
     # What is at the machine's ports
 
-    def attach(self, options="", line=1):
-        """A simulated instrument at a UART, with the port driver's stamps."""
-        # The terminal keeps what comes until somebody opens the port, as no UART does. At a speed
-        # that no instrument has, that is noise.
-        self.run(f"stty -F /dev/ttyS{line} 1200")
-        return self.lines.attach(options, line)
+    def attach(self, options="", line=1, start=START):
+        """A simulated instrument at a UART, with the port driver's stamps from `start` on."""
+        return self.lines.attach(f"--start {start} {options}", line)
 
     def plug(self, options="--raw", serial_number="A1"):
         """An adapter with a simulated instrument, whose own line has no stamps. Returns the
@@ -90,11 +87,12 @@ class MachineTest(unittest.TestCase):
         self.lines.unplug(adapter)
 
     def boot_again(self, *options):
-        """As after a power cut: on the disk as it is, with the same instruments at the UARTs and
-        nothing plugged in. The options are QEMU's."""
+        """As after a power cut: on the disk as it is, with nothing at its ports. The options are
+        QEMU's."""
+        self.lines.end()
         self.guest.cut_power()
         self.guest = self.installed.booted(self.guest.disk, self.folder, options=options)
-        self.lines.move_to(self.guest)
+        self.lines = Lines(self.guest)
 
     # What users do
 

@@ -2,7 +2,7 @@
 
 import time
 
-from harness import MachineTest
+from harness import START, MachineTest
 
 SECONDS = 5  # of records are lost at most
 
@@ -17,6 +17,7 @@ class PowerCutTest(MachineTest):
         last = self.summary()["last"]
         time.sleep(SECONDS)
         self.boot_again()
+        self.attach(start=START + 300)
         seen = self.summary()
         self.assertGreaterEqual(seen["last"], last)
         self.wait_for_records(seen["records"] + 200)

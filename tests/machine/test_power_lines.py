@@ -17,7 +17,9 @@ class PowerLinesTest(MachineTest):
         self.run("systemctl start sonicd@ttyS1")
         self.wait_until(f"grep 1 {VALUE}")
         self.start(f"bash -c 'while sleep 0.05; do cat {VALUE}; done'", log="/tmp/values")
-        self.run("systemctl restart sonicd@ttyS1; sleep 2; systemctl stop sonicd@ttyS1; sleep 0.2")
+        self.run("systemctl restart sonicd@ttyS1")
+        self.wait_until(f"grep 1 {VALUE}")
+        self.run("systemctl stop sonicd@ttyS1; sleep 1")
         self.assertEqual("1 0 1 0", self.run("echo $(uniq /tmp/values)").strip())
 
     def test_not_exported(self):

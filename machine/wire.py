@@ -1,0 +1,77 @@
+"""The wire between a simulated instrument and a port of the guest."""
+
+import array
+import fcntl
+import os
+import pty
+import select
+import termios
+import threading
+import time
+import tty
+
+BITS_PER_BYTE = 10
+TICK = 0.008      # seconds; how soon a change of speed is seen
+UNSERVED = 1.0    # seconds after which a port that does not take its bytes has lost them
+FULL = 256        # bytes; the instrument waits
+SPEED_OF = {getattr(termios, f"B{baud}"): baud
+            for baud in (1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200, 230400)}
+
+
+class Wire(threading.Thread):
+    """Carries bytes between the terminal `instrument` and another one, `device`, which is the
+    guest's: no faster than the guest's line speed, of which the instrument learns. What a port does
+    not take, because nobody in the guest has it open, is lost. A terminal alone would keep it for
+    the next who opens it."""
+
+    def __init__(self, instrument):
+        super().__init__(daemon=True)
+        self.instrument = os.open(instrument, os.O_RDWR | os.O_NOCTTY)
+        tty.setraw(self.instrument)
+        self.end, self.guest = pty.openpty()
+        tty.setraw(self.guest)
+        self.device = os.ttyname(self.guest)
+        self.speed = None
+        self.start()
+
+    def run(self):
+        waiting = b""
+        given = 0  # bytes that the guest has not taken yet
+        sent = taken = time.monotonic()
+        try:
+            while True:
+                ready = [self.end] + [self.instrument] * (len(waiting) < FULL)
+                ready, _, _ = select.select(ready, [], [], TICK)
+                baud = self._pass_speed_on()
+                if self.instrument in ready:
+                    waiting += os.read(self.instrument, FULL)
+                if self.end in ready:
+                    os.write(self.instrument, os.read(self.end, FULL))
+                now = time.monotonic()
+                due = min(len(waiting), int((now - sent) * baud / BITS_PER_BYTE))
+                if due or not waiting:
+                    sent = now
+                unread = self._unread()
+                if unread < given or not unread:
+                    taken = now
+                elif now > taken + UNSERVED:
+                    termios.tcflush(self.guest, termios.TCIFLUSH)
+                    unread = 0
+                given = unread + os.write(self.end, waiting[:due])
+                waiting = waiting[due:]
+        except OSError:
+            pass  # the instrument has hung up or ended
+
+    def _pass_speed_on(self):
+        speed = termios.tcgetattr(self.guest)[4]
+        if speed != self.speed:
+            self.speed = speed
+            settings = termios.tcgetattr(self.instrument)
+            settings[4] = settings[5] = speed
+            termios.tcsetattr(self.instrument, termios.TCSANOW, settings)
+        return SPEED_OF.get(speed, 1200)
+
+    def _unread(self):
+        count = array.array("i", [0])
+        fcntl.ioctl(self.guest, termios.FIONREAD, count)
+        return count[0]
