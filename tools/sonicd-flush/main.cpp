@@ -69,10 +69,13 @@ int run(int argc, char* argv[]) {
   if (homes->size() != 1) throw UsageError(homes->empty() ? "which HOME?" : "only one HOME");
 
   WrittenFiles files(homes->front());
+  using Clock = std::chrono::steady_clock;
   for (;;) {
     files.wait();
-    std::this_thread::sleep_for(std::chrono::seconds(pause));
+    // A disk that takes long does not make the next time come later.
+    const auto next = Clock::now() + std::chrono::seconds(pause);
     for (const auto& path : files.take()) write_out(path);
+    std::this_thread::sleep_until(next);
   }
 }
 
