@@ -15,7 +15,6 @@ import tty
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(ROOT / "machine"))
 from architecture import ARCHITECTURES
 from guest import Guest
 from image import CACHE
@@ -76,7 +75,8 @@ def instructions(arch):
                 counted = int(guest.run(f"{count[name]} | wc -l")) - records
                 main, other = ((b - a) / counted for a, b in zip(spent, now))
                 print(f"{arch}: {name}: {counted} records, instructions a record: main thread "
-                      f"{main:,.0f}, MQTT client's thread {other:,.0f}, together {main + other:,.0f}")
+                      f"{main:,.0f}, MQTT client's thread {other:,.0f}, together "
+                      f"{main + other:,.0f}")
         finally:
             guest.cut_power()
             lines.end()
@@ -150,8 +150,8 @@ def delays(arch):
                 late = sorted((stamp - when - clock.ahead(when)) / 1e6
                               for when, stamp in zip(sent, stamps, strict=True))
                 print(f"{arch}: {name}: delay of the stamps, median {statistics.median(late):.2f}, "
-                      f"99 % {late[len(late) * 99 // 100]:.2f}, worst {late[-1]:.2f} ms; the clocks "
-                      f"were compared to {min(clock.samples)[0] / 2e6:.2f} ms")
+                      f"99 % {late[len(late) * 99 // 100]:.2f}, worst {late[-1]:.2f} ms; the "
+                      f"clocks were compared to {min(clock.samples)[0] / 2e6:.2f} ms")
         finally:
             guest.cut_power()
 
@@ -179,4 +179,5 @@ def hour(arch, seconds=3600):
 
 
 if __name__ == "__main__":
-    {measure.__name__: measure for measure in (instructions, delays, hour)}[sys.argv[1]](*sys.argv[2:])
+    MEASURES = {measure.__name__: measure for measure in (instructions, delays, hour)}
+    MEASURES[sys.argv[1]](*sys.argv[2:])

@@ -13,7 +13,6 @@ import tempfile
 import time
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "machine"))
 from architecture import ARCHITECTURES
 from recovered import recovered
 from guest import Guest
@@ -35,8 +34,8 @@ WAYS = {
     "flush": "true",     # as the package is installed
     **{f"flush-{n}": f"mkdir -p /run/systemd/system/sonicd-flush.service.d && printf '[Service]\\n"
                      f"Environment=\"SONICD_FLUSH_OPTIONS=--seconds {n}\"\\n' "
-                     ">/run/systemd/system/sonicd-flush.service.d/a.conf && systemctl daemon-reload "
-                     "&& systemctl restart sonicd-flush" for n in (1, 2, 4, 10, 30)},
+                     ">/run/systemd/system/sonicd-flush.service.d/a.conf && systemctl "
+                     "daemon-reload && systemctl restart sonicd-flush" for n in (1, 2, 4, 10, 30)},
     "write-back": f"{NO_FLUSH}; {WRITE_BACK.format(100, 100)}",
     "write-back-commit": f"{NO_FLUSH}; {WRITE_BACK.format(100, 100)}; {REMOUNT.format('commit=2')}",
     "commit": f"{NO_FLUSH}; {REMOUNT.format('commit=1')}",
@@ -196,8 +195,8 @@ def compare(rounds, folder):
     for way, script in WAYS.items():
         costs, losses = zip(*(written(sampling, script, 30, 90) for _ in range(rounds)))
         size, writes, flushes = (statistics.mean(cost) for cost in zip(*costs))
-        print(f"{way}: {size / 1000:.1f} kB, {writes:.2f} writes and {flushes:.2f} flushes a second; "
-              f"lost {', '.join(f'{loss:.1f}' for loss in losses)} s", flush=True)
+        print(f"{way}: {size / 1000:.1f} kB, {writes:.2f} writes and {flushes:.2f} flushes a "
+              f"second; lost {', '.join(f'{loss:.1f}' for loss in losses)} s", flush=True)
 
 
 def cut_often(way, cuts, folder, result):
@@ -209,10 +208,11 @@ def cut_often(way, cuts, folder, result):
         report["cuts"].append(cut)
         result.write_text(json.dumps(report, indent=1))
     lost = [cut["lost"] for cut in report["cuts"]]
-    print(f"{way}: {cuts} cuts; seconds of records lost: median {statistics.median(lost):.1f}, worst "
-          f"{max(lost):.1f}; gaps {sum(cut['gaps'] for cut in report['cuts'])}, zero bytes at most "
-          f"{max(cut['zeros'] for cut in report['cuts'])}; first record at most "
-          f"{max((cut.get('back', 0) for cut in report['cuts'])):.0f} s after the power was back")
+    worst = {what: max(cut.get(what, 0) for cut in report["cuts"])
+             for what in ("lost", "gaps", "zeros", "back")}
+    print(f"{way}: {cuts} cuts; seconds of records lost: median {statistics.median(lost):.1f}, "
+          f"worst {worst['lost']:.1f}; gaps {worst['gaps']}, zero bytes at most {worst['zeros']}; "
+          f"first record at most {worst['back']:.0f} s after the power was back")
 
 
 def main(way, cuts, result):

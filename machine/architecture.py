@@ -8,7 +8,7 @@ class Architecture:
     name: str              # as Debian calls it
     kernel: str            # the package that depends on the newest kernel
     image: str             # the kernel's file name, without the version
-    interpreter: str       # of qemu-user-static, for the packages' scripts; empty: this machine's own
+    interpreter: str       # of qemu-user-static, for the packages' scripts; empty: none needed
     qemu: tuple            # the emulator and the machine
     console: str
     uarts: tuple           # devices for the lines ttyS0 to ttyS2; {} is the character device's name

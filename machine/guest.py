@@ -61,7 +61,8 @@ class Guest:
         # The disk keeps what it has been given when the emulator is killed: to have this machine's
         # disk flushed as well would only take as long as others use that.
         command = [
-            *WITH_THIS_PROGRAM, *machine.qemu, "-accel", "tcg,tb-size=128", "-m", MEMORY, "-nodefaults", "-display", "none",
+            *WITH_THIS_PROGRAM, *machine.qemu, "-accel", "tcg,tb-size=128", "-m", MEMORY,
+            "-nodefaults", "-display", "none",
             "-kernel", image.kernel, "-initrd", image.ramdisk,
             "-append", f"console={machine.console} quiet mitigations=off",
             "-drive", f"file={disk},if=none,id=disk,cache=unsafe",

@@ -9,7 +9,7 @@ from pathlib import Path
 
 from architecture import ARCHITECTURES
 from guest import Guest
-from image import CACHE, base_image
+from image import base_image
 
 INSTALL = "apt install ./{}"  # as in operations.md
 
@@ -47,8 +47,8 @@ class Installed:
         shutil.rmtree(part, ignore_errors=True)
         part.mkdir()
         begin = time.monotonic()
-        guest = Guest(self.machine, self.image, overlay(part / "disk.qcow2", self.image.disk, "raw"),
-                      part)
+        disk = overlay(part / "disk.qcow2", self.image.disk, "raw")
+        guest = Guest(self.machine, self.image, disk, part)
         guest.wait_until_up()
         guest.run("systemctl is-system-running --wait || systemctl --failed", seconds=300)
         booted = time.monotonic()

@@ -17,7 +17,8 @@ class Instrument:
     """`options` are the simulator's. Its output is collected with the time at which it came."""
 
     def __init__(self, options=""):
-        self.process = subprocess.Popen([*WITH_THIS_PROGRAM, SIMULATOR, "--trace", *options.split()], text=True,
+        command = [*WITH_THIS_PROGRAM, SIMULATOR, "--trace", *options.split()]
+        self.process = subprocess.Popen(command, text=True,
                                         stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         self.lines = []
         first = self.process.stdout.readline()

@@ -1,32 +1,28 @@
-"""Tests of a logger that is emulated whole: processor, kernel and its drivers, systemd, the package.
+"""Tests of a logger that is emulated whole: processor, kernel, drivers, systemd, the package.
 
-A test is a method `test_NAME` of a class that extends MachineTest, in one of the files test_*.py. It
-begins on a machine of its own on which `apt install` has just ended, with the instrument's serial
-number entered:
+A test is a method `test_NAME` of a class that extends MachineTest, in one of the files test_*.py.
+It begins on a machine of its own on which `apt install` has just ended, with the instrument's
+serial number entered:
 
     def test_silent_for_a_while(self):
-        self.attach("--pause 100:3")                   # options of the simulated instrument at ttyS1
+        self.attach("--pause 100:3")                # options of the simulated instrument at ttyS1
         self.run("systemctl enable --now sonicd@ttyS1")
         self.wait_for_records(200)
         self.assert_recorded(gaps=1)
 
 self.run(SCRIPT) returns the output of a bash script that root runs there, and the test fails where
-the script does. self.plug(OPTIONS) plugs an FTDI adapter with an instrument in. A test that takes
-more than a minute is marked @long. `script/machine test NAME` runs it, and shows the machine's journal
-if it fails.
+the script does. self.plug(OPTIONS) plugs an FTDI adapter with an instrument in. `script/machine
+test NAME` runs a test, and shows the machine's journal if it fails. A test that .ci/run does
+without, which should take five minutes in all, is marked @long.
 """
 
 import json
-import os
 import shutil
-import sys
 import tempfile
 import time
 import unittest
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "machine"))
-from architecture import ARCHITECTURES
 from image import CACHE, ROOT
 from installed import Installed
 from instrument import Lines
@@ -35,8 +31,8 @@ HOME = "/home/qelta/device"
 SERIAL_NUMBER = "00815"
 TOPIC = "/home/qelta/device/port/1"
 ADAPTER = "/dev/serial/by-id/usb-QEMU_QEMU_USB_SERIAL_{}-if00-port0"
-START = 1700002800 + 600        # of a run's stamps at a UART: minutes into a half hour
-SET_UP_SECONDS = 900           # an emulated processor is slow, and may have others beside it
+START = 1700002800 + 600  # of a run's stamps at a UART: minutes into a half hour
+SET_UP_SECONDS = 900      # an emulated processor is slow, and may have others beside it
 
 
 def long(test):
@@ -85,6 +81,13 @@ class MachineTest(unittest.TestCase):
 
     def unplug(self, adapter):
         self.lines.unplug(adapter)
+
+    def use_adapter(self, serial_number="A1"):
+        """Has an adapter stand in for ttyS1 from the next start on, as hardware.md says."""
+        self.run(f"echo DEVICE={ADAPTER.format(serial_number)} >/etc/default/sonic-port-ttyS1; "
+                 "install -D -m 644 -t /etc/systemd/system/sonicd@ttyS1.service.d "
+                 "/usr/share/sonicd/sonic-port.conf; "
+                 "systemctl enable sonic-port@ttyS1 sonicd@ttyS1")
 
     def boot_again(self, *options):
         """As after a power cut: on the disk as it is, with nothing at its ports. The options are
@@ -137,8 +140,8 @@ class MachineTest(unittest.TestCase):
             self.assertEqual(others.get(what, 0), seen[what], what)
 
     def assert_count(self, count, since=0):
-        """So many records have been sent, by an instrument with the option --records, and each is in
-        a file. Before them there may be one more: it shows that the menu has been left."""
+        """So many records have been sent, by an instrument with the option --records, and each is
+        in a file. Before them there may be one more: it shows that the menu has been left."""
         seen = self.summary(since=since)
         self.assertIn(seen["records"], (count, count + 1))
         self.assertEqual((0, 0, 0), (seen["failed"], seen["errors"], seen["left_out"]))

@@ -30,9 +30,9 @@ def names(suite, quick, patterns):
 
 def run(name):
     begin = time.monotonic()
-    done = subprocess.run([*WITH_THIS_PROGRAM, sys.executable, "-B", "-m", "unittest", name], cwd=HERE, text=True,
-                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT)
+    command = [*WITH_THIS_PROGRAM, sys.executable, "-B", "-m", "unittest", name]
+    done = subprocess.run(command, cwd=HERE, text=True, stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     print(f"{'failed' if done.returncode else 'passed'}  {time.monotonic() - begin:4.0f} s  {name}",
           flush=True)
     if done.returncode:

@@ -2,7 +2,7 @@
 
 import time
 
-from harness import ADAPTER, MachineTest, long
+from harness import MachineTest, long
 from time_server import TimeServer
 
 PAST = "2000-01-01 00:05:00"
@@ -10,18 +10,13 @@ NETWORK = ("-netdev", "user,id=net", "-device", "virtio-net-pci,netdev=net")
 
 
 class ClockTest(MachineTest):
-
-    def use_adapter(self, options=""):
-        """The stamps are those of sonic-port, and so of the guest's clock."""
-        self.plug(f"--raw {options}")
-        self.run(f"echo DEVICE={ADAPTER.format('A1')} >/etc/default/sonic-port-ttyS1; "
-                 "install -D -m 644 -t /etc/systemd/system/sonicd@ttyS1.service.d "
-                 "/usr/share/sonicd/sonic-port.conf; systemctl enable sonic-port@ttyS1 sonicd@ttyS1")
+    """With sonic-port, whose stamps are those of the guest's clock."""
 
     def test_set_right_while_it_records(self):
         """The records go on in a file of the right half hour."""
         self.run(f"date -s '{PAST}'")
-        self.use_adapter("--records 500")
+        self.plug("--raw --records 500")
+        self.use_adapter()
         self.run("systemctl start sonicd@ttyS1")
         self.wait_for_records(50)
         now = int(time.time())

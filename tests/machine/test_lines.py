@@ -1,6 +1,6 @@
 """What a line does that no pseudo-terminal can: other users, speeds, breaks, floods."""
 
-from harness import HOME, MachineTest
+from harness import MachineTest
 
 
 class LinesTest(MachineTest):
@@ -14,7 +14,8 @@ class LinesTest(MachineTest):
         for user, command in (("scientist", "cat /dev/ttyUSB0"),
                               ("scientist", "minicom -D /dev/ttyUSB0"),
                               ("root", "sonic-port /dev/ttyUSB0")):
-            output = self.run(f"TERM=vt100 timeout 20 runuser -u {user} -- {command} 2>&1 </dev/null || true")
+            output = self.run(f"TERM=vt100 timeout 20 runuser -u {user} -- {command} 2>&1 "
+                              "</dev/null || true")
             self.assertIn("busy", output.lower(), command)
 
     def test_speed_that_the_driver_refuses(self):

@@ -1,18 +1,11 @@
 """An adapter that is pulled and plugged in again, under the services of systemd."""
 
-from harness import ADAPTER, MachineTest, long
+from harness import MachineTest, long
 
 RAW = "--raw --baud 19200"
 
 
 class PlugTest(MachineTest):
-
-    def use_adapter(self, serial_number="A1"):
-        """As hardware.md says."""
-        self.run(f"echo DEVICE={ADAPTER.format(serial_number)} >/etc/default/sonic-port-ttyS1; "
-                 "install -D -m 644 -t /etc/systemd/system/sonicd@ttyS1.service.d "
-                 "/usr/share/sonicd/sonic-port.conf; "
-                 "systemctl enable --now sonic-port@ttyS1 sonicd@ttyS1")
 
     def now(self):
         return int(self.run("date +%s"))
@@ -21,6 +14,7 @@ class PlugTest(MachineTest):
         """Under another number, too: something else has taken the first one."""
         instrument, adapter = self.plug(RAW)
         self.use_adapter()
+        self.run("systemctl start sonicd@ttyS1")
         self.wait_for_records(100)
         self.unplug(adapter)
         self.wait_until("! systemctl is-active sonic-port@ttyS1")
@@ -38,6 +32,7 @@ class PlugTest(MachineTest):
     def test_boots_with_the_adapter_and_without(self):
         _, adapter = self.plug(RAW)
         self.use_adapter()
+        self.run("systemctl start sonicd@ttyS1")
         self.wait_for_records(50)
         self.unplug(adapter)
         self.run("sync")

@@ -1,4 +1,4 @@
-"""The lines that switch the instruments' power: the kernel's own where the machine has a GPIO chip."""
+"""The lines that switch the instruments' power: the kernel's own where there is a GPIO chip."""
 
 from harness import MachineTest
 

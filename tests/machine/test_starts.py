@@ -10,8 +10,8 @@ RECORDS = 40
 class StartsTest(MachineTest):
 
     def sonicd(self, options="", line=1):
-        """Starts a daemon that ends after some records, on its console. Returns the file to which it
-        prints."""
+        """Starts a daemon that ends after some records, on its console. Returns the file to which
+        it prints."""
         log = f"/tmp/ttyS{line}.log"
         self.start(f"sonicd -p ttyS{line} -c -n {RECORDS} {options}", log)
         return log

@@ -3,9 +3,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -32,8 +36,8 @@ sonicd appends to them, so that a power cut costs a few seconds of records.
 constexpr const char* NOTES =
     R"(Runs until it is ended.
 
-Exit status: 1 when a folder cannot be watched or a file cannot be written out, 2
-for a wrong command line.
+Exit status: 1 when HOME cannot be read; 2 for a wrong command line. A file that
+cannot be written out is reported once.
 )";
 
 int seconds(const std::string& text) {
@@ -46,12 +50,29 @@ int seconds(const std::string& text) {
   return value;
 }
 
-// A file that is gone has been compressed or fetched meanwhile, by a program that saw to it.
-void write_out(const std::filesystem::path& path) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-  if (!file.is_open() && errno == ENOENT) return;
-  if (!file.is_open() || fdatasync(file.get()) == -1) throw_error(errno, {path.native(), ": "});
-}
+/// Writes files and folders to the disk. Complains once of each that fails, until it works again.
+class Disk {
+ public:
+  void write_out(const std::filesystem::path& path) {
+    const int error = flushed(path);
+    if (error == 0) {
+      _failing.erase(path);
+    } else if (_failing.insert(path).second) {
+      std::cerr << PROGRAM << ": " << error_text(error, {path.native(), ": "}) << std::endl;
+    }
+  }
+
+ private:
+  // 0 or errno. A file that is gone has been compressed or fetched meanwhile, by a program that saw
+  // to it. What is no file, such as a link, is nothing of the daemon's.
+  static int flushed(const std::filesystem::path& path) {
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    if (file.is_open() && fdatasync(file.get()) == 0) return 0;
+    return errno == ENOENT || errno == ELOOP || errno == EINVAL || errno == ENXIO ? 0 : errno;
+  }
+
+  std::set<std::filesystem::path> _failing;
+};
 
 int run(int argc, char* argv[]) {
   int pause = DEFAULT_SECONDS;
@@ -69,13 +90,12 @@ int run(int argc, char* argv[]) {
   if (homes->size() != 1) throw UsageError(homes->empty() ? "which HOME?" : "only one HOME");
 
   WrittenFiles files(homes->front());
-  using Clock = std::chrono::steady_clock;
-  for (;;) {
-    files.wait();
+  Disk disk;
+  for (auto next = std::chrono::steady_clock::now();;) {
     // A disk that takes long does not make the next time come later.
-    const auto next = Clock::now() + std::chrono::seconds(pause);
-    for (const auto& path : files.take()) write_out(path);
+    next = std::max(next + std::chrono::seconds(pause), std::chrono::steady_clock::now());
     std::this_thread::sleep_until(next);
+    for (const auto& path : files.take()) disk.write_out(path);
   }
 }
 

@@ -10,16 +10,14 @@
 namespace sonic::flush {
 
 /// Learns from the kernel which data files are appended to. Data files are those whose names begin
-/// with a digit, in the folders "device..." of a home; folders made later count as well. Failures
-/// are std::runtime_error.
+/// with a digit, in the folders "device..." of a home. A folder that cannot be watched is passed
+/// over. Other failures are std::runtime_error.
 class WrittenFiles {
  public:
   explicit WrittenFiles(const std::filesystem::path& home);
 
-  /// Returns when there may be something to take.
-  void wait() const;
-
-  /// What has changed since the last call: data files, and folders in which one is new.
+  /// What has changed since the last call: data files, and folders in which one is new. Looks for
+  /// new folders first: all files of one count as changed.
   std::set<std::filesystem::path> take();
 
  private:
@@ -27,7 +25,6 @@ class WrittenFiles {
 
   std::filesystem::path _home;
   Descriptor _events;
-  int _home_watch;
   std::map<int, std::filesystem::path> _folders;  // by watch
 };
 
