@@ -20,9 +20,9 @@ dpkg -i /package/*.deb
 (cd /usr/share/doc/sonicd && sed -n 's/.*](\([^):#]*\.[^):#]*\)).*/\1/p' ./*.md | sort -u | xargs ls -d)
 if man -w man; then
   systemd-analyze verify sonicd@ttyS1.service sonicd-watch@ttyS1.timer sonic-port@ttyS1.service \
-    sonic-alarm.timer sonicd-compress.timer sonicd-history.timer sonicd-room.timer
+    sonic-alarm.timer sonicd-compress.timer sonicd-flush.service sonicd-history.timer sonicd-room.timer
 fi
-for unit in {sonicd,sonicd-watch,sonic-port}@ttyS1 sonicd-{compress,history,room,send@device-ttyS2}; do
+for unit in {sonicd,sonicd-watch,sonic-port}@ttyS1 sonicd-{compress,flush,history,room,send@device-ttyS2}; do
   systemd-analyze security --threshold=25 "$unit.service"
 done
 sonic-simulator --help

@@ -12,6 +12,7 @@ NETWORK = ("-netdev", "user,id=net", "-device", "virtio-net-pci,netdev=net")
 class ClockTest(MachineTest):
     """With sonic-port, whose stamps are those of the guest's clock."""
 
+    @long
     def test_set_right_while_it_records(self):
         """The records go on in a file of the right half hour."""
         self.run(f"date -s '{PAST}'")

@@ -1,6 +1,6 @@
 """What a line does that no pseudo-terminal can: other users, speeds, breaks, floods."""
 
-from harness import MachineTest
+from harness import MachineTest, long
 
 
 class LinesTest(MachineTest):
@@ -28,6 +28,7 @@ class LinesTest(MachineTest):
                       self.run("cat /tmp/log"))
         self.assertGreater(int(self.run("tr '\\r' '\\n' </tmp/records | grep -c '^[0-9.]*,'")), 10)
 
+    @long
     def test_break(self):
         """Damages the record under way, and no other."""
         self.attach()
@@ -37,6 +38,7 @@ class LinesTest(MachineTest):
         self.wait_for_records(300)
         self.assert_recorded(errors=1)
 
+    @long
     def test_flood(self):
         """Records without a pause between them are all taken."""
         self.attach("--speed max --records 3000")

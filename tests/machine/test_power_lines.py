@@ -1,6 +1,6 @@
 """The lines that switch the instruments' power: the kernel's own where there is a GPIO chip."""
 
-from harness import MachineTest
+from harness import MachineTest, long
 
 VALUE = "/sys/class/gpio/gpio13/value"
 
@@ -22,6 +22,7 @@ class PowerLinesTest(MachineTest):
         self.run("systemctl stop sonicd@ttyS1; sleep 1")
         self.assertEqual("1 0 1 0", self.run("echo $(uniq /tmp/values)").strip())
 
+    @long
     def test_not_exported(self):
         """Passed over without a word."""
         self.attach()

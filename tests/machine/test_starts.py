@@ -21,6 +21,7 @@ class StartsTest(MachineTest):
         self.assertEqual("", self.run(f"grep EXCEPTION {log} || true"))
         self.assertIsNotNone(instrument.seen(SET_BY_DAEMON.format(rate)))
 
+    @long
     def test_wrong_rate_and_other_starts(self):
         wrong = self.attach("--baud 4800 --state top --averaging 3 --format nmea")
         menu = self.attach("--baud 19200 --state sub --paging --error-handling omit", line=2)
