@@ -20,7 +20,8 @@ RECIPE = ("image.py", "lay_out_image.sh", "power_lines.sh", "architecture.py")
 BASE = ("systemd-sysv udev dbus kmod iproute2 procps python3 qemu-guest-agent busybox-static "
         "minicom psmisc")
 # What a user installs: sonicd's libraries and what it recommends, and a service for the clock.
-LATER = "mosquitto mosquitto-clients libmosquitto1 libjsoncpp25 zstd xz-utils chrony"
+LATER = ("mosquitto mosquitto-clients libarchive13 libmosquitto1 libjsoncpp25 zstd xz-utils "
+         "chrony")
 MODULES = ("virtio_pci virtio_blk virtio_console virtio_net ext4 crc32c_generic ftdi_sio xhci_pci "
            "autofs4")
 
