@@ -14,10 +14,9 @@ import time
 import tty
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[1]
 from architecture import ARCHITECTURES
 from guest import Guest
-from image import CACHE
+from image import CACHE, ROOT
 from installed import Installed, overlay
 from instrument import Lines, hostdev
 
