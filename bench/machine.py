@@ -18,7 +18,7 @@ from architecture import ARCHITECTURES
 from guest import Guest
 from image import CACHE, ROOT
 from installed import Installed, overlay
-from instrument import Lines, hostdev
+from instrument import Lines
 
 HOME = "/home/qelta/device"
 RECORD = b"  1.23  -0.45   0.07  343.21   21.50 0 3f\r"
@@ -93,7 +93,7 @@ class Clock(threading.Thread):
         tty.setraw(device)
         guest.run(f"setsid nice -n -20 python3 -c \"{self.ANSWERER}\" </dev/null >/dev/null 2>&1 &")
         time.sleep(3)
-        guest.monitor.command("chardev-change", id="uart2", backend=hostdev(os.ttyname(device)))
+        Lines(guest).connect(os.ttyname(device), line=2)
         self.samples = []  # round trip, when, ahead; all in ns
         self.start()
 
@@ -127,8 +127,7 @@ def delays(arch):
                 line, device = pty.openpty()
                 tty.setraw(device)
                 if name == "ttyS1":
-                    guest.monitor.command("chardev-change", id="uart1",
-                                          backend=hostdev(os.ttyname(device)))
+                    Lines(guest).connect(os.ttyname(device), line=1)
                 else:
                     Lines(guest).plug(type("", (), {"device": os.ttyname(device)}), "A1")
                     guest.run("until test -e /dev/ttyUSB0; do sleep 1; done")

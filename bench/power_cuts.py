@@ -1,9 +1,11 @@
 """Cuts the power of an emulated logger while it records: power_cuts.py WAY CUTS RESULT.json.
 
 WAY is how the records come to the disk (see WAYS). The guest is brought to sampling once and kept;
-each cut begins there, on a disk of its own, and ends the emulator 5 to 75 seconds later. The way
-"all" has each of them CUTS times, two minutes each, and is for comparing what they cost."""
+each cut begins there, on a disk of its own, and ends the emulator 5 to 75 seconds later. Two
+machines run at once. The way "all" has each of them CUTS times, two minutes each, and is for
+comparing what they cost."""
 
+import concurrent.futures
 import json
 import random
 import statistics
@@ -24,6 +26,7 @@ RECORDS = ROOT / "build/default/tools/sonic-records"
 RATE = 32
 HALF_HOUR = 1800
 START = 1700002800 + 900  # of the records: in mid file
+AT_ONCE = 2               # machines
 SETTLE = 0.5              # of the simulated instrument
 HOME = "/home/qelta/device"
 REMOUNT = "mount -o remount,{} /"
@@ -35,7 +38,7 @@ WAYS = {
     **{f"flush-{n}": f"mkdir -p /run/systemd/system/sonicd-flush.service.d && printf '[Service]\\n"
                      f"Environment=\"SONICD_FLUSH_OPTIONS=--seconds {n}\"\\n' "
                      ">/run/systemd/system/sonicd-flush.service.d/a.conf && systemctl "
-                     "daemon-reload && systemctl restart sonicd-flush" for n in (1, 2, 4, 10, 30)},
+                     "daemon-reload && systemctl restart sonicd-flush" for n in (1, 10, 30)},
     "write-back": f"{NO_FLUSH}; {WRITE_BACK.format(100, 100)}",
     "write-back-commit": f"{NO_FLUSH}; {WRITE_BACK.format(100, 100)}; {REMOUNT.format('commit=2')}",
     "commit": f"{NO_FLUSH}; {REMOUNT.format('commit=1')}",
@@ -80,11 +83,10 @@ class Sampling:
     def _last(guest):
         return int(guest.run(f"tail -qn 1 {HOME}/{START - 900}.*").split("\t")[1])
 
-    def go_on(self, name, start):
-        """A guest that goes on with records from `start`, on a disk `name`, and its lines."""
-        disk = self.folder / name
-        overlay(disk, self.disk, "qcow2")
-        guest = Guest(self.installed.machine, self.installed.image, disk, self.folder,
+    def go_on(self, folder, start):
+        """A guest that goes on with records from `start`, on a disk in `folder`, and its lines."""
+        disk = overlay(folder / "cut.qcow2", self.disk, "qcow2")
+        guest = Guest(self.installed.machine, self.installed.image, disk, folder,
                       state=self.folder / "state")
         lines = Lines(guest)
         instrument = lines.attach(f"--no-setup --rate {RATE} --baud 38400 --fields 5ABEC "
@@ -121,11 +123,11 @@ def look(folder, start, cut, before):
                                             for copy, _ in copies[:1])}
 
 
-def comes_back(sampling, start):
+def comes_back(sampling, folder, start):
     """Seconds from power on until the first record from `start` on is in a file."""
     begin = time.time()
-    guest = Guest(sampling.installed.machine, sampling.installed.image,
-                  sampling.folder / "cut.qcow2", sampling.folder)
+    guest = Guest(sampling.installed.machine, sampling.installed.image, folder / "cut.qcow2",
+                  folder)
     lines = Lines(guest)
     try:
         lines.attach(f"--baud 38400 --start {start}")
@@ -141,11 +143,12 @@ def comes_back(sampling, start):
         lines.end()
 
 
-def one_cut(sampling, k, seconds, across):
+def one_cut(sampling, folder, k, seconds):
     start = sampling.until + 1
+    across = k % 5 == 4
     if across:  # the half hour ends while it runs
         start = START - 900 + HALF_HOUR - random.randrange(0, int(seconds))
-    guest, lines, instrument = sampling.go_on("cut.qcow2", start)
+    guest, lines, instrument = sampling.go_on(folder, start)
     try:
         guest.wait_until_up()
         opened = instrument.seen("port opened")
@@ -159,19 +162,17 @@ def one_cut(sampling, k, seconds, across):
     finally:
         guest.process.kill()
         lines.end()
-    with tempfile.TemporaryDirectory(dir=sampling.folder) as folder:
-        seen = look(recovered(sampling.folder / "cut.qcow2", Path(folder)), start, cut,
-                    sampling.until)
+    seen = look(recovered(folder / "cut.qcow2", folder), start, cut, sampling.until)
     if k % 10 == 9:
-        seen["back"] = comes_back(sampling, start + HALF_HOUR)
+        seen["back"] = comes_back(sampling, folder, start + HALF_HOUR)
     return {"seconds": seconds, "across": across, "compress": bool(k % 2), **seen}
 
 
-def written(sampling, way="true", settle=10, seconds=120):
+def written(sampling, folder, way="true", settle=10, seconds=120):
     """Bytes, writes and flushes of the disk a second, while nothing but the sampling goes on, and
     what a cut then leaves."""
     start = sampling.until + 1
-    guest, lines, instrument = sampling.go_on("cut.qcow2", start)
+    guest, lines, instrument = sampling.go_on(folder, start)
     try:
         guest.wait_until_up()
         guest.run(way)
@@ -184,16 +185,21 @@ def written(sampling, way="true", settle=10, seconds=120):
     finally:
         guest.process.kill()
         lines.end()
-    with tempfile.TemporaryDirectory(dir=sampling.folder) as folder:
-        seen = look(recovered(sampling.folder / "cut.qcow2", Path(folder)), start, cut,
-                    sampling.until)
+    seen = look(recovered(folder / "cut.qcow2", folder), start, cut, sampling.until)
     return [(b - a) / seconds for a, b in zip(before, after)], seen["lost"]
+
+
+def in_a_folder(function, sampling, *arguments):
+    with tempfile.TemporaryDirectory(dir=sampling.folder) as folder:
+        return function(sampling, Path(folder), *arguments)
 
 
 def compare(rounds, folder):
     sampling = Sampling("flush", folder)
     for way, script in WAYS.items():
-        costs, losses = zip(*(written(sampling, script, 30, 90) for _ in range(rounds)))
+        with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+            seen = pool.map(lambda _: in_a_folder(written, sampling, script, 30, 90), range(rounds))
+        costs, losses = zip(*seen)
         size, writes, flushes = (statistics.mean(cost) for cost in zip(*costs))
         print(f"{way}: {size / 1000:.1f} kB, {writes:.2f} writes and {flushes:.2f} flushes a "
               f"second; lost {', '.join(f'{loss:.1f}' for loss in losses)} s", flush=True)
@@ -201,12 +207,16 @@ def compare(rounds, folder):
 
 def cut_often(way, cuts, folder, result):
     sampling = Sampling(way, folder)
-    report = {"way": way, "written": written(sampling)[0], "cuts": []}
-    for k in range(cuts):
-        cut = one_cut(sampling, k, random.uniform(5, 75), k % 5 == 4)
-        print(way, k, cut, flush=True)
-        report["cuts"].append(cut)
+    report = {"way": way, "written": in_a_folder(written, sampling)[0], "cuts": []}
+
+    def cut(k):
+        seen = in_a_folder(one_cut, sampling, k, random.uniform(5, 75))
+        print(way, k, seen, flush=True)
+        report["cuts"].append(seen)
         result.write_text(json.dumps(report, indent=1))
+
+    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+        list(pool.map(cut, range(cuts)))
     lost = [cut["lost"] for cut in report["cuts"]]
     worst = {what: max(cut.get(what, 0) for cut in report["cuts"])
              for what in ("lost", "gaps", "zeros", "back")}

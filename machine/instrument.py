@@ -67,9 +67,12 @@ class Lines:
     def attach(self, options="", line=1):
         """An instrument at the UART ttyS`line`, in place of the one before."""
         instrument = self.instrument(options)
-        self.guest.monitor.command("chardev-change", id=f"uart{line}",
-                                   backend=hostdev(instrument.device))
+        self.connect(instrument.device, line)
         return instrument
+
+    def connect(self, device, line):
+        """A terminal of this machine at the UART ttyS`line`."""
+        self.guest.monitor.command("chardev-change", id=f"uart{line}", backend=hostdev(device))
 
     def plug(self, instrument, serial_number):
         """An FTDI adapter with this instrument. Returns what unplug() wants. The emulator keeps the

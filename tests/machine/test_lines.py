@@ -1,5 +1,10 @@
 """What a line does that no pseudo-terminal can: other users, speeds, breaks, floods."""
 
+import os
+import pty
+import time
+import tty
+
 from harness import MachineTest, long
 
 
@@ -27,6 +32,21 @@ class LinesTest(MachineTest):
         self.assertIn("/dev/ttyS1 cannot be set to 230400 baud, stays at 38400 baud",
                       self.run("cat /tmp/log"))
         self.assertGreater(int(self.run("tr '\\r' '\\n' </tmp/records | grep -c '^[0-9.]*,'")), 10)
+
+    @long
+    def test_line_that_takes_nothing(self):
+        """Its output buffer is full. Records come all the same."""
+        line, device = pty.openpty()
+        tty.setraw(device)
+        self.lines.connect(os.ttyname(device), line=1)
+        self.start("sonic-port --link /run/offered /dev/ttyS1", log="/tmp/log")
+        self.wait_until("test -e /run/offered")
+        self.start("bash -c 'yes >/run/offered'")
+        self.start("cat /run/offered", log="/tmp/records")
+        time.sleep(5)  # kilobytes wait by now
+        for _ in range(20):
+            os.write(line, b"  1.23  -0.45   0.07  343.21   21.50 0 3f\r")
+        self.wait_until("[ $(tr '\\r' '\\n' </tmp/records | grep -c ',  1.23.* 3f') = 20 ]")
 
     @long
     def test_break(self):
