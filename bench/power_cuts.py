@@ -1,7 +1,7 @@
 """Cuts the power of an emulated logger while it records: power_cuts.py WAY CUTS RESULT.json.
 
 WAY is how the records come to the disk (see WAYS). The guest is brought to sampling once and kept;
-each cut begins there, on a disk of its own, and ends the emulator 5 to 75 seconds later. Two
+each cut begins there, on a disk of its own, and ends the emulator 5 to 75 seconds later. Three
 machines run at once. The way "all" has each of them CUTS times, two minutes each, and is for
 comparing what they cost."""
 
@@ -26,7 +26,7 @@ RECORDS = ROOT / "build/default/tools/sonic-records"
 RATE = 32
 HALF_HOUR = 1800
 START = 1700002800 + 900  # of the records: in mid file
-AT_ONCE = 2               # machines
+AT_ONCE = 3               # machines
 SETTLE = 0.5              # of the simulated instrument
 HOME = "/home/qelta/device"
 REMOUNT = "mount -o remount,{} /"
