@@ -44,7 +44,10 @@ class Wire(threading.Thread):
                 ready, _, _ = select.select(ready, [], [], TICK)
                 baud = self._pass_speed_on()
                 if self.instrument in ready:
-                    waiting += os.read(self.instrument, FULL)
+                    read = os.read(self.instrument, FULL)
+                    if not read:  # it has hung up
+                        return
+                    waiting += read
                 if self.end in ready:
                     os.write(self.instrument, os.read(self.end, FULL))
                 now = time.monotonic()
@@ -60,7 +63,7 @@ class Wire(threading.Thread):
                 given = unread + os.write(self.end, waiting[:due])
                 waiting = waiting[due:]
         except OSError:
-            pass  # the instrument has hung up or ended
+            pass  # the guest has ended
 
     def _pass_speed_on(self):
         speed = termios.tcgetattr(self.guest)[4]
