@@ -143,6 +143,13 @@ def comes_back(sampling, folder, start):
         lines.end()
 
 
+def opened(instrument):
+    """When the guest's line came to the instrument, which counts the records' time from then."""
+    while not (when := instrument.seen("port opened")):
+        time.sleep(0.01)
+    return when
+
+
 def one_cut(sampling, folder, k, seconds):
     start = sampling.until + 1
     across = k % 5 == 4
@@ -151,14 +158,14 @@ def one_cut(sampling, folder, k, seconds):
     guest, lines, instrument = sampling.go_on(folder, start)
     try:
         guest.wait_until_up()
-        opened = instrument.seen("port opened")
+        begin = opened(instrument)
         # It syncs, which brings the records to the disk as well: in every other cut only.
         if k % 2:
-            time.sleep(max(0, opened + seconds - random.uniform(0.2, 8) - time.time()))
+            time.sleep(max(0, begin + seconds - random.uniform(0.2, 8) - time.time()))
             guest.start("systemctl start sonicd-compress")
-        time.sleep(max(0, opened + seconds - time.time()))
+        time.sleep(max(0, begin + seconds - time.time()))
         guest.cut_power()
-        cut = start + time.time() - opened - SETTLE
+        cut = start + time.time() - begin - SETTLE
     finally:
         guest.process.kill()
         lines.end()
@@ -180,7 +187,7 @@ def written(sampling, folder, way="true", settle=10, seconds=120):
         before = guest.written()
         time.sleep(seconds + random.uniform(0, settle))
         after = guest.written()
-        cut = start + time.time() - instrument.seen("port opened") - SETTLE
+        cut = start + time.time() - opened(instrument) - SETTLE
         guest.cut_power()
     finally:
         guest.process.kill()
