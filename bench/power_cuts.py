@@ -2,7 +2,7 @@
 
 WAY is how the records come to the disk (see WAYS). The guest is brought to sampling once and kept;
 each cut begins there, on a disk of its own, and ends the emulator 5 to 75 seconds later. Three
-machines run at once. The way "all" has each of them CUTS times, two minutes each, and is for
+machines run at once. The way "all" has each of them CUTS times, a minute each, and is for
 comparing what they cost."""
 
 import concurrent.futures
@@ -203,10 +203,12 @@ def in_a_folder(function, sampling, *arguments):
 
 def compare(rounds, folder):
     sampling = Sampling("flush", folder)
-    for way, script in WAYS.items():
-        with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
-            seen = pool.map(lambda _: in_a_folder(written, sampling, script, 30, 90), range(rounds))
-        costs, losses = zip(*seen)
+    tries = [way for way in WAYS for _ in range(rounds)]
+    with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+        seen = list(pool.map(
+            lambda way: in_a_folder(written, sampling, WAYS[way], 30, 60), tries))
+    for way in WAYS:
+        costs, losses = zip(*(one for name, one in zip(tries, seen) if name == way))
         size, writes, flushes = (statistics.mean(cost) for cost in zip(*costs))
         print(f"{way}: {size / 1000:.1f} kB, {writes:.2f} writes and {flushes:.2f} flushes a "
               f"second; lost {', '.join(f'{loss:.1f}' for loss in losses)} s", flush=True)
