@@ -12,7 +12,7 @@ import tty
 
 BITS_PER_BYTE = 10
 TICK = 0.008      # seconds; how soon a change of speed is seen
-UNSERVED = 1.0    # seconds after which a port that does not take its bytes has lost them
+UNSERVED = 3.0    # seconds after which a port that does not take its bytes has lost them
 FULL = 256        # bytes; the instrument waits
 SPEED_OF = {getattr(termios, f"B{baud}"): baud
             for baud in (1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200, 230400)}
