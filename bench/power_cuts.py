@@ -42,8 +42,6 @@ WAYS = {
     "write-back": f"{NO_FLUSH}; {WRITE_BACK.format(100, 100)}",
     "write-back-commit": f"{NO_FLUSH}; {WRITE_BACK.format(100, 100)}; {REMOUNT.format('commit=2')}",
     "commit": f"{NO_FLUSH}; {REMOUNT.format('commit=1')}",
-    "journal": f"{NO_FLUSH}; chattr +j {HOME}; {REMOUNT.format('commit=3')}",
-    "sync": f"{NO_FLUSH}; chattr +S {HOME}",
 }
 # Other services write as well: when the kernel writes a file depends on its other files.
 OTHERS = "systemd-run --quiet sh -c 'while sleep 2; do date >>/var/log/other.log; done'"
