@@ -1,0 +1,142 @@
+"""Loads data files into the archive."""
+
+import os
+import re
+import stat
+import sys
+from dataclasses import dataclass, field
+from itertools import groupby
+
+from sonic_archive import half_hours, reading
+from sonic_archive.client import ArchiveError, from_tsv_cell, tsv_cell
+from sonic_archive.times import HALF_HOUR
+
+FILES_AT_ONCE = 48  # a day
+STATION_NAME = re.compile(r'[^\x00-\x1f\x7f",\\]+')
+NAME_RULE = "a station's name has no comma, quotation mark, backslash or control character"
+NOT_LOADED = """
+SELECT path FROM files WHERE (station, name, size) NOT IN (SELECT station, name, size FROM loaded)
+ORDER BY station, name"""
+
+
+def shown(path):
+    """A file's name in a message, whatever its bytes are."""
+    text = os.fsencode(path).decode(errors="backslashreplace")
+    return "".join(c if c.isprintable() else repr(c)[1:-1] for c in text)
+
+
+@dataclass(frozen=True)
+class File:
+    """The size is that before the file is read: one that grows meanwhile has another size the next
+    time, and is loaded again."""
+
+    path: bytes
+    station: str
+    size: int
+
+    @property
+    def name(self):
+        return os.path.basename(self.path)
+
+    def key(self):
+        """As in the table `loaded`."""
+        return b"\t".join([tsv_cell(self.station.encode()), tsv_cell(self.name), b"%d" % self.size])
+
+
+@dataclass
+class Report:
+    """What came of a run."""
+
+    files: int = 0
+    known: int = 0  # files that were in
+    records: int = 0
+    half_hours: int = 0
+    left: list = field(default_factory=list)  # pairs of a file and the reason why it is not in
+    stations: set = field(default_factory=set)
+
+    def leave(self, path, why):
+        self.left.append((shown(path), why))
+        print(f"sonic-load: {shown(path)}: {why}", file=sys.stderr)
+
+
+class Loader:
+    """`options_of` gives the options that sonic-records --half-hours needs for a station."""
+
+    def __init__(self, options_of):
+        self._archive = None
+        self._options_of = options_of
+        self.report = Report()
+
+    def load(self, archive, paths, station=None):
+        """Loads those files that are not yet in. Without `station`, each file's is the name of its
+        folder. ArchiveError when the archive does not take them."""
+        self._archive = archive
+        files = {os.fsencode(file.path): file for file in map(
+            lambda path: self._describe(path, station), paths) if file}
+        lines = [file.key() + b"\t" + tsv_cell(path) + b"\n" for path, file in files.items()]
+        wanted = self._archive.matching(
+            NOT_LOADED, "station String, name String, size UInt64, path String", lines) if lines else []
+        wanted = [files[from_tsv_cell(line.rstrip(b"\n"))] for line in wanted]
+        self.report.known = len(files) - len(wanted)
+        for name, group in groupby(wanted, key=lambda file: file.station):
+            group = list(group)
+            for i in range(0, len(group), FILES_AT_ONCE):
+                self._load_some(name, group[i:i + FILES_AT_ONCE])
+
+    def _load_some(self, station, files):
+        """Files of one station: together, or one by one if the archive refuses that, so that a bad
+        file keeps no other out."""
+        try:
+            self._load_together(station, files)
+        except ArchiveError as error:
+            self._archive.rows("SELECT count() FROM loaded")  # or it does not answer at all
+            if len(files) == 1:
+                self.report.leave(files[0].path, str(error))
+                return
+            for file in files:
+                self._load_some(station, [file])
+
+    def _describe(self, path, station):
+        path = os.fsencode(path)
+        try:
+            status = os.stat(path)
+            folder = os.path.dirname(os.path.realpath(path))
+        except OSError as error:
+            return self.report.leave(path, error.strerror)
+        if not stat.S_ISREG(status.st_mode):
+            return self.report.leave(path, "no file")
+        try:
+            name = station or os.path.basename(folder).decode()
+        except UnicodeDecodeError:
+            name = ""
+        if not STATION_NAME.fullmatch(name):
+            return self.report.leave(path, NAME_RULE)
+        return File(path, name, status.st_size)
+
+    def _load_together(self, station, files):
+        """Records first, then the rows of their half hours, then that the files are in. A run that is
+        ended before leaves files to be loaded again, which changes nothing that is in."""
+        options = self._options_of(station)
+        rows, records, problems = [], 0, {}
+        with self._archive.insert("incoming") as output:
+            for file in files:
+                rows_of_file, problem = reading.half_hours_of_file(file.path, options)
+                if rows_of_file:
+                    rate = max(int(row["expected"] or 0) for row in rows_of_file) // HALF_HOUR
+                    prefix = b"%b\t%d\t" % (tsv_cell(station.encode()), rate)
+                    records += reading.copy_records(file.path, prefix, output)
+                    rows += rows_of_file
+                if problem:
+                    problems[file] = problem
+        starts = {row.start for row in rows}
+        stored = half_hours.store(self._archive, station, starts, rows, options)
+        good = [file for file in files if file not in problems]
+        if good:
+            with self._archive.insert("loaded") as output:
+                output.writelines(file.key() + b"\n" for file in good)
+        self.report.files += len(good)
+        self.report.records += records
+        self.report.half_hours += stored
+        self.report.stations.add(station)
+        for file, problem in problems.items():
+            self.report.leave(file.path, problem)

@@ -1,0 +1,3 @@
+"""The project's version; cmake compares it with its own."""
+
+VERSION = "1.0.0"
