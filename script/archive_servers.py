@@ -21,40 +21,27 @@ import sys
 import time
 from pathlib import Path
 
-ARCHIVE = Path(__file__).resolve().parent.parent / "archive"
-CONFIG = ARCHIVE / "config"
 NETWORK = "10.9.0"
 START_SECONDS = 60
 SKIPPED = 77
 PRIVATE = ["unshare", "--mount", "--net", "--pid", "--fork", "--mount-proc", "--kill-child"]
+ETC = Path("/etc/clickhouse-server")
 
+# What a test needs besides Debian's own configuration.
 SERVER_XML = """<yandex>
-  <logger><level>warning</level><log>{folder}/log</log><errorlog>{folder}/error.log</errorlog></logger>
-  <listen_host>{address}</listen_host>
-  <tcp_port>9000</tcp_port>
-  <interserver_http_port>9009</interserver_http_port>
-  <interserver_http_host>{address}</interserver_http_host>
+  <logger>
+    <level>warning</level>
+    <log>{folder}/log</log>
+    <errorlog>{folder}/error.log</errorlog>
+  </logger>
   <path>{folder}/data/</path>
   <tmp_path>{folder}/tmp/</tmp_path>
-  <users_config>users.xml</users_config>
-  <default_profile>default</default_profile>
-  <default_database>default</default_database>
-  <mark_cache_size>500000000</mark_cache_size>
+  <user_files_path>{folder}/files/</user_files_path>
+  <format_schema_path>{folder}/formats/</format_schema_path>
+  {listen}
 </yandex>
 """
-USERS_XML = """<yandex>
-  <profiles><default><max_memory_usage>4000000000</max_memory_usage></default></profiles>
-  <quotas><default/></quotas>
-  <users>
-    <default>
-      <password/>
-      <networks><ip>::/0</ip></networks>
-      <profile>default</profile>
-      <quota>default</quota>
-    </default>
-  </users>
-</yandex>
-"""
+LISTEN = '<listen_host replace="replace">::</listen_host>'
 COORDINATOR_CFG = """tickTime=500
 dataDir={folder}
 clientPort=2181
@@ -67,22 +54,28 @@ def run(*command):
 
 
 class Machine:
-    """One server, in a network of its own. `config` and `users` are files for its config.d and
-    users.d."""
+    """One server, in a network of its own. `etc` has what belongs into its /etc/clickhouse-server; it
+    finds Debian's files there, too."""
 
-    def __init__(self, name, number, folder, config=(), users=(), zone="UTC"):
+    def __init__(self, name, folder, etc=None, zone="UTC"):
         self.name = name
-        self.address = f"{NETWORK}.{number}"
+        self.address = f"{NETWORK}.{name.rsplit('-', 1)[1]}"
         self.folder = Path(folder)
         self.zone = zone
         self.process = None
-        for part, files in (("config.d", config), ("users.d", users)):
-            (self.folder / part).mkdir(parents=True, exist_ok=True)
-            for file in files:
-                shutil.copy(file, self.folder / part)
-        values = {"folder": self.folder, "address": self.address}
-        (self.folder / "config.xml").write_text(SERVER_XML.format(**values))
-        (self.folder / "users.xml").write_text(USERS_XML)
+        self.folder.mkdir(parents=True)
+        # ip netns exec shows it at its place.
+        self.etc = Path("/etc/netns") / name / ETC.name
+        shutil.copytree(ETC, self.etc)
+        self.configure(etc)
+
+    def configure(self, etc):
+        """A running server notices most of it after some seconds."""
+        if etc:
+            shutil.copytree(etc, self.etc, dirs_exist_ok=True)
+        (self.etc / "config.d").mkdir(exist_ok=True)
+        (self.etc / "config.d/test.xml").write_text(
+            SERVER_XML.format(folder=self.folder, listen="" if etc else LISTEN))
 
     def connect(self):
         run("ip", "netns", "add", self.name)
@@ -95,7 +88,7 @@ class Machine:
     def launch(self):
         self.process = subprocess.Popen(
             ["ip", "netns", "exec", self.name, "clickhouse-server",
-             f"--config-file={self.folder}/config.xml"],
+             f"--config-file={ETC}/config.xml"],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
             env={**os.environ, "TZ": self.zone})
         end = time.monotonic() + START_SECONDS
@@ -104,79 +97,74 @@ class Machine:
                 raise RuntimeError(f"{self.name} did not start; its log is in {self.folder}")
             time.sleep(0.1)
 
-    def try_query(self, query, *options, **arguments):
-        return subprocess.run(
-            ["clickhouse-client", "--host", self.name, "--query", query, *options],
-            capture_output=True, **arguments)
+    def try_query(self, query, **arguments):
+        return subprocess.run(["clickhouse-client", "--host", self.name, "--query", query],
+                              capture_output=True, check=False, **arguments)
 
-    def query(self, query, *options, **arguments):
-        done = self.try_query(query, *options, **arguments)
+    def query(self, query, **arguments):
+        done = self.try_query(query, **arguments)
         if done.returncode:
             raise RuntimeError(f"{self.name}: {query}: {done.stderr.decode(errors='replace')}")
         return done.stdout.decode(errors="surrogateescape").strip()
 
-    def signal(self, number):
-        os.kill(self.process.pid, number)
-
     def kill(self):
         """As a power failure does."""
-        self.signal(signal.SIGKILL)
+        self.process.kill()
         self.process.wait()
 
     def pause(self):
         """It still takes connections, and answers nothing."""
-        self.signal(signal.SIGSTOP)
+        os.kill(self.process.pid, signal.SIGSTOP)
 
     def resume(self):
-        self.signal(signal.SIGCONT)
+        os.kill(self.process.pid, signal.SIGCONT)
 
 
 class Servers(dict):
-    """Machines by their names."""
+    """Machines by their names, which end in -1, -2, ..."""
 
     def __init__(self, folder):
         super().__init__()
         self.folder = Path(folder)
-        self.coordinator = None
-
-    def add(self, name, *, number=None, **settings):
-        """A machine whose server does not run yet."""
-        machine = Machine(name, number or int(name.rsplit("-", 1)[1]), self.folder / name, **settings)
-        with open("/etc/hosts", "a") as hosts:
-            hosts.write(f"{machine.address} {name}\n")
-        machine.connect()
-        self[name] = machine
-        return machine
 
     def start(self, name, **settings):
-        machine = self.add(name, **settings)
+        machine = self[name] = Machine(name, self.folder / name, **settings)
+        add_host(machine.address, name)
+        machine.connect()
         machine.launch()
         return machine
 
     def start_coordinator(self):
-        """ZooKeeper at the name coordinator, for replicas."""
+        """ZooKeeper at the name coordinator, for replicas. Returns the process."""
         folder = self.folder / "coordinator"
-        folder.mkdir()
+        folder.mkdir(parents=True)
         (folder / "zoo.cfg").write_text(COORDINATOR_CFG.format(folder=folder))
-        jars = "/usr/share/java/zookeeper.jar:/usr/share/java/*"
-        self.coordinator = subprocess.Popen(
-            ["java", "-Xmx256m", "-cp", jars,
-             "org.apache.zookeeper.server.quorum.QuorumPeerMain", folder / "zoo.cfg"],
-            stdout=subprocess.DEVNULL, stderr=open(folder / "log", "w"))
-        with open("/etc/hosts", "a") as hosts:
-            hosts.write(f"{NETWORK}.254 coordinator\n")
+        add_host(f"{NETWORK}.254", "coordinator")
+        with open(folder / "log", "wb") as log:
+            return subprocess.Popen(
+                ["java", "-Xmx256m", "-cp", "/usr/share/java/zookeeper.jar:/usr/share/java/*",
+                 "org.apache.zookeeper.server.quorum.QuorumPeerMain", folder / "zoo.cfg"],
+                stdout=log, stderr=log)
 
 
-def prepare_network():
-    """Inside: a bridge that joins the machines, and a list of hosts of this process's own."""
+def add_host(address, name):
+    with open("/etc/hosts", "a", encoding="ascii") as hosts:
+        hosts.write(f"{address} {name}\n")
+
+
+def prepare():
+    """Inside: a bridge that joins the machines, and an /etc and a home for root of our own."""
     run("ip", "link", "set", "lo", "up")
     run("ip", "link", "add", "archive", "type", "bridge")
     run("ip", "address", "add", f"{NETWORK}.254/24", "dev", "archive")
     run("ip", "link", "set", "archive", "up")
     run("mount", "-t", "tmpfs", "tmpfs", "/run")
-    hosts = Path("/run/hosts")
-    hosts.write_text("127.0.0.1 localhost\n::1 localhost\n")
-    run("mount", "--bind", str(hosts), "/etc/hosts")
+    for folder in ("/run/etc", "/run/etc-work", "/run/home"):
+        os.mkdir(folder)
+    run("mount", "-t", "overlay", "-o", "lowerdir=/etc,upperdir=/run/etc,workdir=/run/etc-work",
+        "overlay", "/etc")
+    Path("/etc/hosts").write_text("127.0.0.1 localhost\n::1 localhost\n", encoding="ascii")
+    os.environ["HOME"] = "/run/home"
 
 
 def main(command):
@@ -188,13 +176,14 @@ def main(command):
         if not shutil.which("clickhouse-server") or not shutil.which("clickhouse-client"):
             print("skipped: no clickhouse-server or no clickhouse-client", file=sys.stderr)
             return SKIPPED
-        if subprocess.run([*PRIVATE, "ip", "link", "set", "lo", "up"], capture_output=True).returncode:
+        if subprocess.run([*PRIVATE, "ip", "link", "set", "lo", "up"], capture_output=True,
+                          check=False).returncode:
             print("skipped: this machine or user may not make private networks", file=sys.stderr)
             return SKIPPED
         os.environ["SONIC_NETWORK"] = "1"
         os.execvp(PRIVATE[0], [*PRIVATE, sys.executable, "-B", __file__, *command])
-    prepare_network()
-    return subprocess.run(command).returncode
+    prepare()
+    return subprocess.run(command, check=False).returncode
 
 
 if __name__ == "__main__":

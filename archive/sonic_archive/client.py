@@ -1,11 +1,17 @@
 """The archive's server, by way of clickhouse-client."""
 
 import os
+import re
+import select
 import shlex
 import subprocess
+import sys
 from contextlib import contextmanager
+from threading import Timer
 
 CONNECT_SECONDS = 5
+BLOCK = 1 << 16
+SERVER_SAYS = re.compile(r"^Received exception from server \(version [\d.]+\): ")
 ESCAPES = str.maketrans({"\\": r"\\", "'": r"\'"})
 TSV_ESCAPES = {b"\\": rb"\\", b"\t": rb"\t", b"\n": rb"\n", b"\r": rb"\r", b"\0": rb"\0"}
 TSV_CHARACTERS = {rb"\t": b"\t", rb"\n": b"\n", rb"\r": b"\r", rb"\0": b"\0", rb"\\": b"\\",
@@ -42,85 +48,135 @@ def from_tsv_cell(cell):
 
 class Archive:
     """Talks to the first host that answers, of those that SONIC_STORE names, which has options of
-    clickhouse-client. Without an answer for `timeout` seconds it gives up. `settings` are
+    clickhouse-client. It gives up after `timeout` seconds without an answer. `settings` are
     ClickHouse's, for each query."""
 
     def __init__(self, database=None, timeout=60, **settings):
+        self._timeout = timeout
         self._options = shlex.split(os.environ.get("SONIC_STORE", ""))
         hosts = _take(self._options, "host", "localhost").split(",")
         self.database = _take(self._options, "database", "sonic") if database is None else database
-        self._options.append(f"--database={self.database}")
-        settings = {"connect_timeout_with_failover_ms": CONNECT_SECONDS * 1000,
+        settings = {"connect_timeout": CONNECT_SECONDS,
+                    "connect_timeout_with_failover_ms": CONNECT_SECONDS * 1000,
                     "receive_timeout": timeout, "send_timeout": timeout, **settings}
+        self._options.append(f"--database={self.database}")
         self._options += [f"--{name}={value}" for name, value in settings.items()]
-        self._options.append(f"--connect_timeout={min(CONNECT_SECONDS, timeout)}")
         self._options.append(f"--host={self._first_that_answers(hosts)}")
 
     def _first_that_answers(self, hosts):
         if len(hosts) == 1:
             return hosts[0]
         for host in hosts:
-            if subprocess.run(self._command("SELECT 1", f"--host={host}"), capture_output=True,
-                              check=False).returncode == 0:
+            try:
+                subprocess.run(self._command("SELECT 1", f"--host={host}"), capture_output=True,
+                               timeout=2 * CONNECT_SECONDS, check=True)
                 return host
+            except (subprocess.CalledProcessError, subprocess.TimeoutExpired):
+                pass
         raise ArchiveError(f"none of {', '.join(hosts)} answers")
+
+    def set_if_known(self, name, value):
+        """A setting that not every server has."""
+        if self.rows(f"SELECT 1 FROM system.settings WHERE name = {quoted(name)}"):
+            self._options.append(f"--{name}={value}")
 
     def _command(self, query, *options):
         return ["clickhouse-client", *self._options, *options, "--query", query]
 
+    def _answer(self, command, sent=b""):
+        try:
+            done = subprocess.run(command, input=sent, capture_output=True, check=False,
+                                  timeout=self._timeout)
+        except subprocess.TimeoutExpired:
+            raise self._silence() from None
+        _check(done.returncode, done.stderr)
+        return done.stdout
+
+    def _silence(self):
+        return ArchiveError(f"no answer for {self._timeout} seconds")
+
+    @contextmanager
+    def _watched(self, process):
+        """Ends the process when it takes too long."""
+        timer = Timer(self._timeout, process.kill)
+        timer.start()
+        try:
+            with process:
+                yield process
+        except BrokenPipeError:
+            pass  # it says why on standard error
+        except BaseException:
+            process.kill()
+            raise
+        finally:
+            is_late = not timer.is_alive()
+            timer.cancel()
+        if is_late:
+            raise self._silence()
+
     def rows(self, query):
         """A list of rows; each is a list of bytes."""
-        done = subprocess.run(self._command(query + " FORMAT TabSeparated"), capture_output=True,
-                              check=False)
-        _check(done.returncode, done.stderr)
-        return [[from_tsv_cell(cell) for cell in line.split(b"\t")]
-                for line in done.stdout.split(b"\n")[:-1]]
+        answer = self._answer(self._command(query + " FORMAT TabSeparated"))
+        return [[from_tsv_cell(cell) for cell in line.split(b"\t")] for line in answer.split(b"\n")[:-1]]
+
+    def matching(self, query, structure, lines):
+        """Lines of the answer to a query about the table `files`, which consists of `lines`."""
+        command = self._command(query + " FORMAT TabSeparated", "--external", "--file=-",
+                                "--name=files", f"--structure={structure}")
+        return self._answer(command, b"".join(lines)).splitlines(keepends=True)
+
+    def run(self, statements):
+        """Statements that have no answer, divided by semicolons."""
+        self._answer(["clickhouse-client", *self._options, "--multiquery"], statements.encode())
 
     @contextmanager
     def lines(self, query):
         """An iterable of the answer's lines, in constant memory."""
-        process = subprocess.Popen(self._command(query + " FORMAT TabSeparated"),
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        with process:
+        with self._watched(subprocess.Popen(
+                self._command(query + " FORMAT TabSeparated"), stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE)) as process:
             yield process.stdout
-            _check(process.wait(), process.stderr.read())
+            errors = process.stderr.read()
+        _check(process.returncode, errors)
 
-    def run(self, statements):
-        """Statements that have no answer, divided by semicolons."""
-        done = subprocess.run(["clickhouse-client", *self._options, "--multiquery"],
-                              input=statements.encode(), capture_output=True, check=False)
-        _check(done.returncode, done.stderr)
-
-    def print(self, query, format_):
-        """The answer on standard output."""
-        done = subprocess.run([*self._command(query), f"--format={format_}"], check=False,
-                              stderr=subprocess.PIPE)
-        _check(done.returncode, done.stderr)
-
-    @contextmanager
-    def insert(self, table):
-        """A file for rows as TabSeparated; they are in when the context ends without an error."""
-        process = subprocess.Popen(self._command(f"INSERT INTO {table} FORMAT TabSeparated"),
-                                   stdin=subprocess.PIPE, stderr=subprocess.PIPE)
-        with process:
+    def insert(self, table, blocks):
+        """Stores rows, given as blocks of TabSeparated. They are in when it returns."""
+        blocks = iter(blocks)
+        first = next(blocks, None)
+        if first is None:  # clickhouse-client would call that an error
+            return
+        with self._watched(subprocess.Popen(
+                self._command(f"INSERT INTO {table} FORMAT TabSeparated"), stdin=subprocess.PIPE,
+                stderr=subprocess.PIPE)) as process:
             try:
-                yield process.stdin
+                process.stdin.write(first)
+                process.stdin.writelines(blocks)
                 process.stdin.close()
             except BrokenPipeError:
                 pass  # it says why on standard error
+            errors = process.stderr.read()
+        _check(process.returncode, errors)
+
+    def print(self, query, format_):
+        """The answer on standard output, as it comes."""
+        with subprocess.Popen([*self._command(query), f"--format={format_}"],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+            try:
+                self._copy(process.stdout.fileno())
             except BaseException:
                 process.kill()
                 raise
-            _check(process.wait(), process.stderr.read())
+            errors = process.stderr.read()
+        _check(process.returncode, errors)
 
-    def matching(self, query, structure, lines):
-        """Lines of the answer to a query about the table `files`, which consists of `lines`."""
-        done = subprocess.run(
-            self._command(query + " FORMAT TabSeparated", "--external", "--file=-", "--name=files",
-                          f"--structure={structure}"),
-            input=b"".join(lines), capture_output=True, check=False)
-        _check(done.returncode, done.stderr)
-        return done.stdout.splitlines(keepends=True)
+    def _copy(self, source):
+        while True:
+            if not select.select([source], [], [], self._timeout)[0]:
+                raise self._silence()
+            block = os.read(source, BLOCK)
+            if not block:
+                return
+            sys.stdout.buffer.write(block)
 
 
 def _take(options, name, default):
@@ -139,5 +195,5 @@ def _take(options, name, default):
 def _check(status, errors):
     if status == 0:
         return
-    text = errors.decode(errors="replace").strip()
-    raise ArchiveError(text or f"clickhouse-client ended with status {status}")
+    text = " ".join(errors.decode(errors="replace").split())
+    raise ArchiveError(SERVER_SAYS.sub("", text) or f"clickhouse-client ended with status {status}")

@@ -3,9 +3,10 @@
 import time
 
 from sonic_archive import reading
-from sonic_archive.client import quoted
+from sonic_archive.client import ArchiveError, quoted
 from sonic_archive.times import HALF_HOUR, NANOSECONDS, iso_text
 
+REPLICA_SECONDS = 60
 RANGES_AT_ONCE = 100  # in one query
 HALF_HOURS_AT_ONCE = 48  # records of a day are read in one go
 # The row of more records wins, whichever of two loaders stores its row last; of as many, the later.
@@ -45,6 +46,19 @@ def _extents(archive, station, starts):
     return extents
 
 
+def _complete_extents(archive, station, starts, rows):
+    """The same when the archive has what is in `rows`. A replica that has just taken over may lack
+    some of it for a moment."""
+    end = time.monotonic() + REPLICA_SECONDS
+    while True:
+        extents = _extents(archive, station, starts)
+        if all(row.start in extents and row.records <= extents[row.start][0] for row in rows):
+            return extents
+        if time.monotonic() > end:
+            raise ArchiveError(f"records of {station} that were stored are not there")
+        time.sleep(1)
+
+
 def _data_lines(rows):
     """The archive's records as lines of a data file. A rate counts where the line with the names of
     the columns follows it."""
@@ -68,25 +82,27 @@ def _from_records(archive, station, starts, options):
             yield from reading.half_hours_of_lines(_data_lines(rows), options)
 
 
+def _table_row(station, row, extent, now):
+    records, first, last = extent
+    cells = [station, str(row.start), str(records * VERSIONS_PER_RECORD + now), iso_text(first),
+             iso_text(last), str(last // NANOSECONDS), *row.cells]
+    return "\t".join(cells).encode() + b"\n"
+
+
 def store(archive, station, starts, rows=(), options=()):
     """Stores the rows of half hours of which the archive has got records. A row of `rows` is taken
     if it is of all the records that the archive has; the others are computed from those, which may
     have come from several files and loaders. Call it when the records are in: whoever stores the
     last of them finds them all. Returns the number of rows."""
-    extents = _extents(archive, station, starts)
-    fitting = {row.start: row for row in rows
-               if row.start in extents and row.records == extents[row.start][0]}
+    extents = _complete_extents(archive, station, starts, rows)
+    fitting = {row.start: row for row in rows if row.records == extents[row.start][0]}
     for row in _from_records(archive, station, extents.keys() - fitting.keys(), options):
         fitting[row.start] = row
     now = int(time.time())
     for columns in {tuple(row.columns) for row in fitting.values()}:
         names = ", ".join(("station", "seconds", "version", "first", "last", "last_second", *columns))
-        with archive.insert(f"half_hours ({names})") as output:
-            for start, row in fitting.items():
-                records, first, last = extents[start]
-                cells = [station, str(start), str(records * VERSIONS_PER_RECORD + now),
-                         iso_text(first), iso_text(last), str(last // NANOSECONDS), *row.cells]
-                output.write("\t".join(cells).encode() + b"\n")
+        archive.insert(f"half_hours ({names})", (
+            _table_row(station, row, extents[start], now) for start, row in fitting.items()))
     return len(fitting)
 
 

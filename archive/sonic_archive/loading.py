@@ -25,6 +25,11 @@ def shown(path):
     return "".join(c if c.isprintable() else repr(c)[1:-1] for c in text)
 
 
+def rate_of(rows):
+    """Records a second of a file, by its half hours; 0 where they do not say."""
+    return max((int(row["expected"] or 0) for row in rows), default=0) // HALF_HOUR
+
+
 @dataclass(frozen=True)
 class File:
     """The size is that before the file is read: one that grows meanwhile has another size the next
@@ -117,23 +122,26 @@ class Loader:
         """Records first, then the rows of their half hours, then that the files are in. A run that is
         ended before leaves files to be loaded again, which changes nothing that is in."""
         options = self._options_of(station)
-        rows, records, problems = [], 0, {}
-        with self._archive.insert("incoming") as output:
-            for file in files:
-                rows_of_file, problem = reading.half_hours_of_file(file.path, options)
-                if rows_of_file:
-                    rate = max(int(row["expected"] or 0) for row in rows_of_file) // HALF_HOUR
-                    prefix = b"%b\t%d\t" % (tsv_cell(station.encode()), rate)
-                    records += reading.copy_records(file.path, prefix, output)
-                    rows += rows_of_file
-                if problem:
-                    problems[file] = problem
+        rows_of, problems, records = {}, {}, 0
+        for file in files:
+            rows_of[file], problem = reading.half_hours_of_file(file.path, options)
+            if problem:
+                problems[file] = problem
+
+        def blocks():
+            nonlocal records
+            for file, rows in rows_of.items():
+                prefix = b"%b\t%d\t" % (station.encode(), rate_of(rows))
+                for block in reading.records(file.path, prefix):
+                    records += block.count(b"\n")
+                    yield block
+
+        self._archive.insert("incoming", blocks())
+        rows = [row for rows in rows_of.values() for row in rows]
         starts = {row.start for row in rows}
         stored = half_hours.store(self._archive, station, starts, rows, options)
         good = [file for file in files if file not in problems]
-        if good:
-            with self._archive.insert("loaded") as output:
-                output.writelines(file.key() + b"\n" for file in good)
+        self._archive.insert("loaded", (file.key() + b"\n" for file in good))
         self.report.files += len(good)
         self.report.records += records
         self.report.half_hours += stored

@@ -65,17 +65,15 @@ def half_hours_of_lines(lines, options=()):
         return half_hours(table.read().splitlines())
 
 
-def copy_records(path, prefix, output):
-    """Writes the good records of a file as rows without a head, each with `prefix` before its
-    seconds. Returns their number."""
+def records(path, prefix):
+    """The good records of a file as rows without a head, each with `prefix` before its seconds, in
+    blocks of bytes."""
     process = subprocess.Popen([b"sonic-records", b"--epoch", b"--", path],
                                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    records, rest = 0, b""
+    rest = b""
     with process:
         process.stdout.readline()
         while block := process.stdout.read(BLOCK):
             lines, end, rest = (rest + block).rpartition(b"\n")
             if end:
-                output.write(prefix + lines.replace(b"\n", b"\n" + prefix) + end)
-                records += lines.count(b"\n") + 1
-    return records
+                yield prefix + lines.replace(b"\n", b"\n" + prefix) + end

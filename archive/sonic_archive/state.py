@@ -13,8 +13,8 @@ QUERY = Path(__file__).resolve().parent.parent / "queries/stations.sql"
 def stations(archive):
     """What sonic-ask stations says, an object for each."""
     return [{"station": name.decode(), "first_record": first.decode(), "last_record": last.decode(),
-             "silent_seconds": int(silent), "half_hours_ahead": int(ahead)}
-            for name, first, last, silent, ahead in archive.rows(QUERY.read_text())]
+             "half_hours_ahead": int(ahead)}
+            for name, first, last, _, ahead in archive.rows(QUERY.read_text())]
 
 
 def write(path, report, error, stations_now):
