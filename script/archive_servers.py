@@ -97,12 +97,15 @@ class Machine:
                 raise RuntimeError(f"{self.name} did not start; its log is in {self.folder}")
             time.sleep(0.1)
 
-    def try_query(self, query, **arguments):
-        return subprocess.run(["clickhouse-client", "--host", self.name, "--query", query],
-                              capture_output=True, check=False, **arguments)
+    def try_query(self, query, user=None):
+        """As root, or as a user of sonic-servers'."""
+        options = [f"--config-file=/etc/sonic-archive/{user}.xml"] if user else []
+        return subprocess.run(
+            ["clickhouse-client", *options, "--host", self.name, "--query", query],
+            capture_output=True, check=False)
 
-    def query(self, query, **arguments):
-        done = self.try_query(query, **arguments)
+    def query(self, query):
+        done = self.try_query(query)
         if done.returncode:
             raise RuntimeError(f"{self.name}: {query}: {done.stderr.decode(errors='replace')}")
         return done.stdout.decode(errors="surrogateescape").strip()

@@ -81,10 +81,10 @@ class ArchiveTest(unittest.TestCase):
     def ask(self, *arguments, **keywords):
         return self.run_program("sonic-ask", *arguments, **keywords)
 
-    def assert_archive_has(self, station, begin="0", end="9223372035.999999999"):
+    def assert_archive_has(self, station, begin="0", end="9223372035.999999999", folder=None):
         """Each record of the station's files once, digit for digit, and the half hours that
         sonic-records makes of these files."""
-        files = sorted((self.folder / station).iterdir())
+        files = sorted((folder or self.folder / station).iterdir())
         asked = [f"station={station}", f"from={begin}", f"to={end}"]
         expected = set(self.run_program("sonic-records", "--epoch", *files).splitlines())
         found = self.ask("series", *asked).splitlines()
