@@ -86,15 +86,17 @@ class Machine:
             run("ip", "-n", self.name, "link", "set", link, "up")
 
     def launch(self):
-        self.process = subprocess.Popen(
-            ["ip", "netns", "exec", self.name, "clickhouse-server",
-             f"--config-file={ETC}/config.xml"],
-            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-            env={**os.environ, "TZ": self.zone})
+        with open(self.folder / "output", "wb") as output:
+            self.process = subprocess.Popen(
+                ["ip", "netns", "exec", self.name, "clickhouse-server",
+                 f"--config-file={ETC}/config.xml"],
+                stdin=subprocess.DEVNULL, stdout=output, stderr=output,
+                env={**os.environ, "TZ": self.zone})
         end = time.monotonic() + START_SECONDS
         while self.try_query("SELECT 1").returncode:
             if time.monotonic() > end or self.process.poll() is not None:
-                raise RuntimeError(f"{self.name} did not start; its log is in {self.folder}")
+                output = (self.folder / "output").read_text() + (self.folder / "error.log").read_text()
+                raise RuntimeError(f"{self.name} did not start: {output}")
             time.sleep(0.1)
 
     def try_query(self, query, user=None):
