@@ -66,16 +66,6 @@ list(JOIN conffiles "\n" conffiles)
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/conffiles "${conffiles}\n")
 install(FILES ${deploy}/config.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd)
 
-# The tools of the archive find what belongs to them beside themselves.
-install(DIRECTORY archive/ DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd/archive
-        USE_SOURCE_PERMISSIONS)
-file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/installed)
-foreach(tool sonic-load sonic-ask sonic-store)
-  set(link ${CMAKE_CURRENT_BINARY_DIR}/installed/${tool})
-  file(CREATE_LINK ../${CMAKE_INSTALL_DATADIR}/sonicd/archive/${tool} ${link} SYMBOLIC)
-  install(FILES ${link} DESTINATION ${CMAKE_INSTALL_BINDIR})
-endforeach()
-
 # Compressed as Debian wants it: the same bytes from every build.
 function(install_gzipped source destination)
   get_filename_component(name ${source} NAME)

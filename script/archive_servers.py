@@ -54,8 +54,8 @@ def run(*command):
 
 
 class Machine:
-    """One server, in a network of its own. `etc` has what belongs into its /etc/clickhouse-server; it
-    finds Debian's files there, too."""
+    """One server, in a network of its own. `etc` has what belongs into its
+    /etc/clickhouse-server, where it finds Debian's files, too."""
 
     def __init__(self, name, folder, etc=None, zone="UTC"):
         self.name = name
@@ -95,8 +95,8 @@ class Machine:
         end = time.monotonic() + START_SECONDS
         while self.try_query("SELECT 1").returncode:
             if time.monotonic() > end or self.process.poll() is not None:
-                output = (self.folder / "output").read_text() + (self.folder / "error.log").read_text()
-                raise RuntimeError(f"{self.name} did not start: {output}")
+                said = "".join((self.folder / name).read_text() for name in ("output", "error.log"))
+                raise RuntimeError(f"{self.name} did not start: {said}")
             time.sleep(0.1)
 
     def try_query(self, query, user=None):

@@ -1,4 +1,4 @@
-"""The archive's server, by way of clickhouse-client."""
+"""The archive's servers, reached through clickhouse-client."""
 
 import os
 import re
@@ -23,7 +23,7 @@ class ArchiveError(Exception):
 
 
 def quoted(text):
-    """A text as ClickHouse's queries write one."""
+    """A text as ClickHouse's queries write it."""
     return f"'{text.translate(ESCAPES)}'"
 
 
@@ -47,15 +47,16 @@ def from_tsv_cell(cell):
 
 
 class Archive:
-    """Talks to the first host that answers, of those that SONIC_STORE names, which has options of
-    clickhouse-client. It gives up after `timeout` seconds without an answer. `settings` are
-    ClickHouse's, for each query."""
+    """The first host that answers, of those that SONIC_STORE names in options for
+    clickhouse-client. All methods raise ArchiveError, also after `timeout` seconds without an
+    answer. `settings` are ClickHouse's, for each query."""
 
     def __init__(self, database=None, timeout=60, **settings):
         self._timeout = timeout
         self._options = shlex.split(os.environ.get("SONIC_STORE", ""))
         hosts = _take(self._options, "host", "localhost").split(",")
-        self.database = _take(self._options, "database", "sonic") if database is None else database
+        named = _take(self._options, "database", "sonic")
+        self.database = named if database is None else database
         settings = {"connect_timeout": CONNECT_SECONDS,
                     "connect_timeout_with_failover_ms": CONNECT_SECONDS * 1000,
                     "receive_timeout": timeout, "send_timeout": timeout, **settings}
@@ -76,9 +77,77 @@ class Archive:
         raise ArchiveError(f"none of {', '.join(hosts)} answers")
 
     def set_if_known(self, name, value):
-        """A setting that not every server has."""
+        """A setting that not every version of the server has."""
         if self.rows(f"SELECT 1 FROM system.settings WHERE name = {quoted(name)}"):
             self._options.append(f"--{name}={value}")
+
+    def rows(self, query, format_="TabSeparated"):
+        """A list of rows; each is a list of bytes. With TabSeparatedWithNames, the first one has
+        the columns' names."""
+        answer = self._answer(self._command(f"{query} FORMAT {format_}"))
+        return [[from_tsv_cell(cell) for cell in line.split(b"\t")]
+                for line in answer.split(b"\n")[:-1]]
+
+    def matching(self, query, structure, lines):
+        """Lines of the answer to a query about the table `files`, which consists of `lines`."""
+        command = self._command(query + " FORMAT TabSeparated", "--external", "--file=-",
+                                "--name=files", f"--structure={structure}")
+        return self._answer(command, b"".join(lines)).splitlines(keepends=True)
+
+    def run(self, statements):
+        """Statements that have no answer, separated by semicolons."""
+        self._answer(["clickhouse-client", *self._options, "--multiquery"], statements.encode())
+
+    @contextmanager
+    def lines(self, query):
+        """An iterable of the answer's lines, in constant memory."""
+        with self._watched(subprocess.Popen(
+                self._command(query + " FORMAT TabSeparated"), stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE)) as process:
+            yield process.stdout
+            errors = process.stderr.read()
+        _check(process.returncode, errors)
+
+    def insert(self, table, blocks):
+        """Stores rows, given as blocks of TabSeparated. They are stored when it returns."""
+        blocks = iter(blocks)
+        first = next(blocks, None)
+        if first is None:  # clickhouse-client would call that an error
+            return
+        with self._watched(subprocess.Popen(
+                self._command(f"INSERT INTO {table} FORMAT TabSeparated"), stdin=subprocess.PIPE,
+                stderr=subprocess.PIPE)) as process:
+            try:
+                process.stdin.write(first)
+                process.stdin.writelines(blocks)
+                process.stdin.close()
+            except BrokenPipeError:
+                pass  # it says why on standard error
+            errors = process.stderr.read()
+        _check(process.returncode, errors)
+
+    def print(self, query, format_):
+        """Copies the answer to standard output as it comes. Only its pauses have a limit."""
+        with subprocess.Popen([*self._command(query), f"--format={format_}"],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+            try:
+                self._copy(process.stdout.fileno())
+            except BaseException:
+                process.kill()
+                raise
+            errors = process.stderr.read()
+        _check(process.returncode, errors)
+
+    def export(self, query, path):
+        """The answer as a compressed file in ClickHouse's format Native. It may take any time."""
+        with open(path, "wb") as output:
+            _pipe(self._command(query + " FORMAT Native"), ["zstd", "-q"], stdout=output)
+
+    def restore(self, table, path):
+        """Stores the rows of such a file."""
+        with open(path, "rb") as source:
+            _pipe(["zstd", "-dcq"], self._command(f"INSERT INTO {table} FORMAT Native"),
+                  stdin=source)
 
     def _command(self, query, *options):
         return ["clickhouse-client", *self._options, *options, "--query", query]
@@ -97,7 +166,8 @@ class Archive:
 
     @contextmanager
     def _watched(self, process):
-        """Ends the process when it takes too long."""
+        """Ends the process when it takes too long. Its own limits do not cover a server that
+        accepts the connection and then says nothing."""
         timer = Timer(self._timeout, process.kill)
         timer.start()
         try:
@@ -113,71 +183,6 @@ class Archive:
             timer.cancel()
         if is_late:
             raise self._silence()
-
-    def rows(self, query):
-        """A list of rows; each is a list of bytes."""
-        answer = self._answer(self._command(query + " FORMAT TabSeparated"))
-        return [[from_tsv_cell(cell) for cell in line.split(b"\t")] for line in answer.split(b"\n")[:-1]]
-
-    def matching(self, query, structure, lines):
-        """Lines of the answer to a query about the table `files`, which consists of `lines`."""
-        command = self._command(query + " FORMAT TabSeparated", "--external", "--file=-",
-                                "--name=files", f"--structure={structure}")
-        return self._answer(command, b"".join(lines)).splitlines(keepends=True)
-
-    def run(self, statements):
-        """Statements that have no answer, divided by semicolons."""
-        self._answer(["clickhouse-client", *self._options, "--multiquery"], statements.encode())
-
-    @contextmanager
-    def lines(self, query):
-        """An iterable of the answer's lines, in constant memory."""
-        with self._watched(subprocess.Popen(
-                self._command(query + " FORMAT TabSeparated"), stdout=subprocess.PIPE,
-                stderr=subprocess.PIPE)) as process:
-            yield process.stdout
-            errors = process.stderr.read()
-        _check(process.returncode, errors)
-
-    def insert(self, table, blocks):
-        """Stores rows, given as blocks of TabSeparated. They are in when it returns."""
-        blocks = iter(blocks)
-        first = next(blocks, None)
-        if first is None:  # clickhouse-client would call that an error
-            return
-        with self._watched(subprocess.Popen(
-                self._command(f"INSERT INTO {table} FORMAT TabSeparated"), stdin=subprocess.PIPE,
-                stderr=subprocess.PIPE)) as process:
-            try:
-                process.stdin.write(first)
-                process.stdin.writelines(blocks)
-                process.stdin.close()
-            except BrokenPipeError:
-                pass  # it says why on standard error
-            errors = process.stderr.read()
-        _check(process.returncode, errors)
-
-    def print(self, query, format_):
-        """The answer on standard output, as it comes."""
-        with subprocess.Popen([*self._command(query), f"--format={format_}"],
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
-            try:
-                self._copy(process.stdout.fileno())
-            except BaseException:
-                process.kill()
-                raise
-            errors = process.stderr.read()
-        _check(process.returncode, errors)
-
-    def export(self, query, path):
-        """The answer as a file of ClickHouse's Native, compressed."""
-        with open(path, "wb") as output:
-            _pipe(self._command(query + " FORMAT Native"), ["zstd", "-q"], stdout=output)
-
-    def restore(self, table, path):
-        """Stores the rows of such a file."""
-        with open(path, "rb") as source:
-            _pipe(["zstd", "-dcq"], self._command(f"INSERT INTO {table} FORMAT Native"), stdin=source)
 
     def _copy(self, source):
         while True:
@@ -203,7 +208,8 @@ def _take(options, name, default):
 
 
 def _pipe(first, second, stdin=None, stdout=None):
-    with subprocess.Popen(first, stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as source:
+    with subprocess.Popen(first, stdin=stdin, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE) as source:
         done = subprocess.run(second, stdin=source.stdout, stdout=stdout, stderr=subprocess.PIPE,
                               check=False)
         source.stdout.close()
@@ -216,4 +222,4 @@ def _check(status, errors):
     if status == 0:
         return
     text = " ".join(errors.decode(errors="replace").split())
-    raise ArchiveError(SERVER_SAYS.sub("", text) or f"clickhouse-client ended with status {status}")
+    raise ArchiveError(SERVER_SAYS.sub("", text) or f"clickhouse-client: status {status}")

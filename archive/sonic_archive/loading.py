@@ -14,38 +14,26 @@ from sonic_archive.times import HALF_HOUR
 FILES_AT_ONCE = 48  # a day
 STATION_NAME = re.compile(r'[^\x00-\x1f\x7f",\\]+')
 NAME_RULE = "a station's name has no comma, quotation mark, backslash or control character"
+STRUCTURE = "station String, name String, size UInt64, path String"
 NOT_LOADED = """
-SELECT path FROM files WHERE (station, name, size) NOT IN (SELECT station, name, size FROM loaded)
+SELECT path FROM files
+WHERE (station, name, size) NOT IN (SELECT station, name, size FROM loaded)
 ORDER BY station, name"""
-
-
-def shown(path):
-    """A file's name in a message, whatever its bytes are."""
-    text = os.fsencode(path).decode(errors="backslashreplace")
-    return "".join(c if c.isprintable() else repr(c)[1:-1] for c in text)
-
-
-def rate_of(rows):
-    """Records a second of a file, by its half hours; 0 where they do not say."""
-    return max((int(row["expected"] or 0) for row in rows), default=0) // HALF_HOUR
 
 
 @dataclass(frozen=True)
 class File:
-    """The size is that before the file is read: one that grows meanwhile has another size the next
-    time, and is loaded again."""
+    """A file to load. Its size is taken before it is read: a file that grows meanwhile has another
+    size the next time, and is loaded again."""
 
     path: bytes
     station: str
     size: int
 
-    @property
-    def name(self):
-        return os.path.basename(self.path)
-
     def key(self):
         """As in the table `loaded`."""
-        return b"\t".join([tsv_cell(self.station.encode()), tsv_cell(self.name), b"%d" % self.size])
+        return b"\t".join([tsv_cell(self.station.encode()),
+                           tsv_cell(os.path.basename(self.path)), b"%d" % self.size])
 
 
 @dataclass
@@ -53,10 +41,10 @@ class Report:
     """What came of a run."""
 
     files: int = 0
-    known: int = 0  # files that were in
+    known: int = 0  # files that were loaded before
     records: int = 0
     half_hours: int = 0
-    left: list = field(default_factory=list)  # pairs of a file and the reason why it is not in
+    left: list = field(default_factory=list)  # pairs of a file and the reason why it is left out
     stations: set = field(default_factory=set)
 
     def leave(self, path, why):
@@ -65,7 +53,7 @@ class Report:
 
 
 class Loader:
-    """`options_of` gives the options that sonic-records --half-hours needs for a station."""
+    """`options_of` gives the options for sonic-records --half-hours of a station."""
 
     def __init__(self, options_of):
         self._archive = None
@@ -73,36 +61,23 @@ class Loader:
         self.report = Report()
 
     def load(self, archive, paths, station=None):
-        """Loads those files that are not yet in. Without `station`, each file's is the name of its
-        folder. ArchiveError when the archive does not take them."""
+        """Loads those files that have not been loaded. Without `station`, a file's is the name of
+        its folder. ArchiveError when the archive takes nothing."""
         self._archive = archive
-        files = {os.fsencode(file.path): file for file in map(
-            lambda path: self._describe(path, station), paths) if file}
-        lines = [file.key() + b"\t" + tsv_cell(path) + b"\n" for path, file in files.items()]
-        wanted = self._archive.matching(
-            NOT_LOADED, "station String, name String, size UInt64, path String", lines) if lines else []
-        wanted = [files[from_tsv_cell(line.rstrip(b"\n"))] for line in wanted]
+        described = (self._describe(os.fsencode(path), station) for path in paths)
+        files = {file.path: file for file in described if file}
+        wanted = []
+        if files:
+            lines = [b"%b\t%b\n" % (file.key(), tsv_cell(path)) for path, file in files.items()]
+            wanted = [files[from_tsv_cell(line.rstrip(b"\n"))]
+                      for line in archive.matching(NOT_LOADED, STRUCTURE, lines)]
         self.report.known = len(files) - len(wanted)
         for name, group in groupby(wanted, key=lambda file: file.station):
             group = list(group)
             for i in range(0, len(group), FILES_AT_ONCE):
                 self._load_some(name, group[i:i + FILES_AT_ONCE])
 
-    def _load_some(self, station, files):
-        """Files of one station: together, or one by one if the archive refuses that, so that a bad
-        file keeps no other out."""
-        try:
-            self._load_together(station, files)
-        except ArchiveError as error:
-            self._archive.rows("SELECT count() FROM loaded")  # or it does not answer at all
-            if len(files) == 1:
-                self.report.leave(files[0].path, str(error))
-                return
-            for file in files:
-                self._load_some(station, [file])
-
     def _describe(self, path, station):
-        path = os.fsencode(path)
         try:
             status = os.stat(path)
             folder = os.path.dirname(os.path.realpath(path))
@@ -110,17 +85,27 @@ class Loader:
             return self.report.leave(path, error.strerror)
         if not stat.S_ISREG(status.st_mode):
             return self.report.leave(path, "no file")
-        try:
-            name = station or os.path.basename(folder).decode()
-        except UnicodeDecodeError:
-            name = ""
-        if not STATION_NAME.fullmatch(name):
+        name = station or os.path.basename(folder).decode(errors="replace")
+        if not STATION_NAME.fullmatch(name) or "\N{REPLACEMENT CHARACTER}" in name:
             return self.report.leave(path, NAME_RULE)
         return File(path, name, status.st_size)
 
+    def _load_some(self, station, files):
+        """Files of one station: together, or one by one if the archive refuses that, so that a bad
+        file keeps no other out."""
+        try:
+            self._load_together(station, files)
+        except ArchiveError as error:
+            self._archive.rows("SELECT count() FROM loaded")  # fails if no file can be loaded
+            if len(files) == 1:
+                self.report.leave(files[0].path, str(error))
+                return
+            for file in files:
+                self._load_some(station, [file])
+
     def _load_together(self, station, files):
-        """Records first, then the rows of their half hours, then that the files are in. A run that is
-        ended before leaves files to be loaded again, which changes nothing that is in."""
+        """Stores the records, then the rows of their half hours, then that the files are loaded. A
+        run that ends before that leaves files that are loaded again, which adds nothing twice."""
         options = self._options_of(station)
         rows_of, problems, records = {}, {}, 0
         for file in files:
@@ -131,7 +116,7 @@ class Loader:
         def blocks():
             nonlocal records
             for file, rows in rows_of.items():
-                prefix = b"%b\t%d\t" % (station.encode(), rate_of(rows))
+                prefix = b"%b\t%d\t" % (station.encode(), _rate_of(rows))
                 for block in reading.records(file.path, prefix):
                     records += block.count(b"\n")
                     yield block
@@ -148,3 +133,14 @@ class Loader:
         self.report.stations.add(station)
         for file, problem in problems.items():
             self.report.leave(file.path, problem)
+
+
+def shown(path):
+    """A file's name in a message, whatever its bytes are."""
+    text = os.fsencode(path).decode(errors="backslashreplace")
+    return "".join(c if c.isprintable() else repr(c)[1:-1] for c in text)
+
+
+def _rate_of(rows):
+    """Records a second of a file, by its half hours; 0 where they do not say."""
+    return max((int(row["expected"] or 0) for row in rows), default=0) // HALF_HOUR

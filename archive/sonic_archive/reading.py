@@ -10,19 +10,12 @@ BLOCK = 1 << 20
 PROGRAM = "sonic-records: "
 
 
-def reason(errors, path):
-    """The last line of the program's complaints, without its name and the file's."""
-    lines = errors.decode(errors="backslashreplace").strip().splitlines() or ["cannot be read"]
-    name = path.decode(errors="backslashreplace")
-    return lines[-1].removeprefix(PROGRAM).removeprefix(f"{name}: ")
-
-
 @dataclass
 class HalfHour:
     """A row of sonic-records --half-hours."""
 
-    columns: list  # names of its cells
-    cells: list    # texts as they were printed
+    columns: list  # their names
+    cells: list    # the texts as they were printed
 
     def __getitem__(self, column):
         return self.cells[self.columns.index(column)]
@@ -38,42 +31,46 @@ class HalfHour:
         return int(self["records"]) + int(self["faults"])
 
 
-def half_hours(lines):
-    """Rows of a table with a head."""
-    table = [line.split("\t") for line in lines]
-    return [HalfHour(table[0], cells) for cells in table[1:]] if table else []
-
-
 def half_hours_of_file(path, options=()):
-    """What each half hour with a record of this file looks like, from this file alone. Returns the
-    rows, and what is wrong with the file, if anything."""
-    done = subprocess.run([b"sonic-records", b"--half-hours", *map(str.encode, options), b"--", path],
-                          capture_output=True, check=False)
-    rows = half_hours(done.stdout.decode().splitlines())
-    return rows, reason(done.stderr, path) if done.returncode else None
+    """Its half hours as they are in this file alone, and what is wrong with the file, if
+    anything."""
+    done = subprocess.run(
+        [b"sonic-records", b"--half-hours", *map(str.encode, options), b"--", path],
+        capture_output=True, check=False)
+    rows = _half_hours(done.stdout.decode())
+    return rows, _reason(done.stderr, path) if done.returncode else None
 
 
 def half_hours_of_lines(lines, options=()):
-    """The same of the lines of a data file, which `lines` yields in blocks of bytes."""
+    """Half hours of a data file whose lines are given as blocks of bytes."""
     with tempfile.TemporaryFile("w+") as table:
-        process = subprocess.Popen(["sonic-records", "--half-hours", *options],
-                                   stdin=subprocess.PIPE, stdout=table)
-        with process:
-            for block in lines:
-                process.stdin.write(block)
+        with subprocess.Popen(["sonic-records", "--half-hours", *options],
+                              stdin=subprocess.PIPE, stdout=table) as process:
+            process.stdin.writelines(lines)
         table.seek(0)
-        return half_hours(table.read().splitlines())
+        return _half_hours(table.read())
 
 
 def records(path, prefix):
-    """The good records of a file as rows without a head, each with `prefix` before its seconds, in
-    blocks of bytes."""
-    process = subprocess.Popen([b"sonic-records", b"--epoch", b"--", path],
-                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    rest = b""
-    with process:
+    """The good records of a file as rows without a header, each with `prefix` before its seconds,
+    in blocks of bytes."""
+    with subprocess.Popen([b"sonic-records", b"--epoch", b"--", path],
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as process:
         process.stdout.readline()
+        rest = b""
         while block := process.stdout.read(BLOCK):
             lines, end, rest = (rest + block).rpartition(b"\n")
             if end:
                 yield prefix + lines.replace(b"\n", b"\n" + prefix) + end
+
+
+def _half_hours(table):
+    rows = [line.split("\t") for line in table.splitlines()]
+    return [HalfHour(rows[0], cells) for cells in rows[1:]]
+
+
+def _reason(errors, path):
+    """The last complaint, without the names of the program and the file."""
+    lines = errors.decode(errors="backslashreplace").strip().splitlines() or ["cannot be read"]
+    name = path.decode(errors="backslashreplace")
+    return lines[-1].removeprefix(PROGRAM).removeprefix(f"{name}: ")

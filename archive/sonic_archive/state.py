@@ -1,33 +1,30 @@
-"""What the last run of sonic-load came to, for programs that watch it: doc/archive.md has the form."""
+"""What came of the last run of sonic-load, as a file for programs that watch it."""
 
 import json
-import os
-import tempfile
 from datetime import datetime, timezone
-from pathlib import Path
 
-MOST_LEFT = 100  # names in the file
-QUERY = Path(__file__).resolve().parent.parent / "queries/stations.sql"
+from sonic_archive import files, queries
+
+MAX_FILES_NAMED = 100
 
 
 def stations(archive):
     """What sonic-ask stations says, an object for each."""
-    return [{"station": name.decode(), "first_record": first.decode(), "last_record": last.decode(),
-             "half_hours_ahead": int(ahead)}
-            for name, first, last, _, ahead in archive.rows(QUERY.read_text())]
+    return [{"station": name.decode(), "first_record": first.decode(),
+             "last_record": last.decode(), "half_hours_ahead": int(ahead)}
+            for name, first, last, _, ahead in archive.rows(queries.text("stations"))]
 
 
 def write(path, report, error, stations_now):
-    """Replaces the file in one piece. What an archive that gives no answer cannot say stays as it
-    was."""
-    path = Path(path)
+    """Replaces the state file. `error` is why the archive did not take everything, or None;
+    `stations_now` is None where it gave no answer, and then they stay as they were."""
     try:
         before = json.loads(path.read_text())
     except (OSError, ValueError):
         before = {}
     now = f"{datetime.now(timezone.utc):%Y-%m-%dT%H:%M:%SZ}"
     ok = error is None and not report.left
-    state = {
+    files.replace(path, {
         "finished": now,
         "ok": ok,
         "last_ok": now if ok else before.get("last_ok"),
@@ -36,11 +33,7 @@ def write(path, report, error, stations_now):
         "records": report.records,
         "half_hours": report.half_hours,
         "left_out": len(report.left),
-        "left_out_files": [{"file": file, "reason": why} for file, why in report.left[:MOST_LEFT]],
+        "left_out_files": [{"file": file, "reason": why}
+                           for file, why in report.left[:MAX_FILES_NAMED]],
         "stations": before.get("stations", []) if stations_now is None else stations_now,
-    }
-    with tempfile.NamedTemporaryFile("w", dir=path.parent, prefix=path.name, delete=False) as file:
-        json.dump(state, file, indent=2)
-        file.write("\n")
-    os.chmod(file.name, 0o644)
-    os.replace(file.name, path)
+    })

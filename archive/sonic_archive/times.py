@@ -17,7 +17,8 @@ def parse_time(text):
     if match := EPOCH.fullmatch(text):
         seconds, fraction = int(match[1]), match[2]
     elif match := ISO.fullmatch(text):
-        moment = datetime.fromisoformat(f"{match[1]}T{match[2] or '00:00'}:{match[3] or '00'}+00:00")
+        moment = datetime.fromisoformat(
+            f"{match[1]}T{match[2] or '00:00'}:{match[3] or '00'}+00:00")
         seconds, fraction = (moment - BEGINNING) // timedelta(seconds=1), match[4]
     else:
         raise ValueError(text)
@@ -27,7 +28,7 @@ def parse_time(text):
 
 
 def iso_text(nanoseconds):
-    """With nine digits after the point: these texts have the order of their times."""
+    """With nine digits after the point, so that the texts sort as the times do."""
     seconds, fraction = divmod(nanoseconds, NANOSECONDS)
     moment = BEGINNING + timedelta(seconds=seconds)
     return f"{moment:%Y-%m-%dT%H:%M:%S}.{fraction:09}Z"

@@ -4,9 +4,9 @@ loaded. With ARCHIVE_ENGINE=current, a current engine in the place of Debian's s
 import json
 import os
 import subprocess
-from pathlib import Path
+import time
 
-from support import RATE, ROOT, START, ArchiveTest, file_text, half_hour, main, record
+from support import RATE, ROOT, START, ArchiveTest, half_hour, main, record
 
 IS_CURRENT = os.environ.get("ARCHIVE_ENGINE") == "current"
 DAY = 86400
@@ -49,9 +49,10 @@ class OneServerTest(ArchiveTest):
 
     def test_files_that_grow_overlap_or_come_again(self):
         whole, station = half_hour(0), "pieces"
-        other_values = [record(i, ("9.99", "0.00", "0.10", "344.00", "20.00", "0")) for i in range(90)]
-        fault = [record(i + 0.5, ("9.99", "0.00", "0.10", "344.00", "20.00", "8")) for i in range(9)]
-        fault = [(int(seconds), 10**8, *values) for seconds, _, *values in fault]
+        other_values = [record(i, ("9.99", "0.00", "0.10", "344.00", "20.00", "0"))
+                        for i in range(90)]
+        faults = [(START + i, 10**8, "9.99", "0.00", "0.10", "344.00", "20.00", "8")
+                  for i in range(9)]
         pieces = [
             ("a beginning", whole[:5000], "first"),
             ("all of it", whole, "first"),
@@ -59,7 +60,7 @@ class OneServerTest(ArchiveTest):
             ("a file before the beginning was lost", half_hour(1)[3000:] + half_hour(2), "third"),
             ("the rest of that half hour", half_hour(1)[:3500], "fourth"),
             ("a clock that was put back", other_values, "fifth"),
-            ("faults between the records", fault, "sixth"),
+            ("faults between the records", faults, "sixth"),
         ]
         for what, records, name in pieces:
             with self.subTest(what):
@@ -68,10 +69,10 @@ class OneServerTest(ArchiveTest):
 
     def test_what_is_in_is_not_read_again(self):
         path = self.data_file("again", half_hour(0))
-        self.assertIn("1 file loaded, 7,200 records and 1 half hour of 1 station; 0 known, 0 left out",
-                      self.load(path))
-        self.assertIn("0 files loaded, 0 records and 0 half hours of 0 stations; 1 known, 0 left out",
-                      self.load(path))
+        self.assertEqual("sonic-load: 1 file loaded, 7,200 records and 1 half hour of 1 station; "
+                         "0 known, 0 left out\n", self.load(path))
+        self.assertEqual("sonic-load: 0 files loaded, 0 records and 0 half hours of 0 stations; "
+                         "1 known, 0 left out\n", self.load(path))
 
     def test_rates_that_change_between_files_of_a_half_hour(self):
         self.load(self.data_file("rates", half_hour(0)[:4000], "slow"))
@@ -98,7 +99,8 @@ class OneServerTest(ArchiveTest):
         cut = self.folder / "cut.zst"
         packed = subprocess.run(["zstd", "-c", good], stdout=subprocess.PIPE, check=True).stdout
         cut.write_bytes(packed[:-100])
-        bad_stations = [self.data_file(name, half_hour(0)) for name in ("a,b", "a\\b", "a\nb", b"\xff")]
+        bad_stations = [self.data_file(name, half_hour(0))
+                        for name in ("a,b", "a\\b", "a\nb", b"\xff")]
         said = self.load("--station", "good", self.folder / "missing", self.folder,
                          self.folder / "empty", cut, good, status=1)
         for sentence in ("missing: No such file", "empty: holds no record", "cut.zst: cannot",
@@ -111,7 +113,8 @@ class OneServerTest(ArchiveTest):
     def test_clocks_that_run_wild(self):
         wild = [(START + i * 2629746, 0, *record(0)[2:]) for i in range(150)]
         self.load(self.data_file("wild", wild))
-        self.load(self.data_file("wild", [record(i, start=5700002400) for i in range(400)], 5700002400))
+        ahead = [record(i, start=5700002400) for i in range(400)]
+        self.load(self.data_file("wild", ahead, 5700002400))
         self.load(self.data_file("wild", [record(i, start=0) for i in range(400)], 0))
         self.load(self.data_file("wild", [record(0, start=9223372035)], 9223371000))
         self.assert_archive_has("wild")
@@ -140,18 +143,20 @@ class OneServerTest(ArchiveTest):
     def test_times_by_the_rules_of_sonic_records(self):
         path = self.data_file("times", half_hour(0))
         self.load(path)
-        for time in ["1700002000", "1700002000.5", "1700002000.250000001", "2023-11-14",
-                     "2023-11-14T22:40", "2023-11-14 22:40:00.5Z", "2023-11-14T22:40:00Z", "0",
-                     "2023-02-30", "2023-13-01", "2024-02-29", "11/14/2023", "", " 1700002000", "now",
-                     "2023-11-14T24:00", "2023-11-14T22:60", "2023-11-14T22:40:60", "1969-12-31",
-                     "2023-11-14T22:40:00+01:00", "17000020000", "9223372035", "9223372036", "2262-04-11",
-                     "2262-04-12", "-1", "1e9", "٢٠٢٣-11-14", "2023-11-14T", "2023-11-14T22"]:
-            with self.subTest(time):
-                reader = subprocess.run(["sonic-records", "--epoch", "--from", time, path],
+        for moment in [
+                "1700002000", "1700002000.5", "1700002000.250000001", "2023-11-14",
+                "2023-11-14T22:40", "2023-11-14 22:40:00.5Z", "2023-11-14T22:40:00Z", "0",
+                "2023-02-30", "2023-13-01", "2024-02-29", "11/14/2023", "", " 1700002000", "now",
+                "2023-11-14T24:00", "2023-11-14T22:60", "2023-11-14T22:40:60", "1969-12-31",
+                "2023-11-14T22:40:00+01:00", "17000020000", "9223372035", "9223372036",
+                "2262-04-11", "2262-04-12", "-1", "1e9", "٢٠٢٣-11-14", "2023-11-14T",
+                "2023-11-14T22"]:
+            with self.subTest(moment):
+                reader = subprocess.run(["sonic-records", "--epoch", "--from", moment, path],
                                         capture_output=True, check=False)
-                asked = subprocess.run(
-                    ["sonic-ask", "series", "station=times", f"from={time}", "to=2262-04-11T23:47:15.9Z"],
-                    capture_output=True, check=False)
+                asked = subprocess.run(["sonic-ask", "series", "station=times", f"from={moment}",
+                                        "to=2262-04-11T23:47:15.9Z"],
+                                       capture_output=True, check=False)
                 self.assertEqual(reader.returncode == 2, asked.returncode == 2, asked.stderr)
                 self.assertEqual(reader.stdout, asked.stdout)
 
@@ -160,7 +165,8 @@ class OneServerTest(ArchiveTest):
         period = ["from=2023-11-14", "to=2023-11-15"]
         for arguments, status, sentence in [
                 (["series", "station=ask", *period], 2, "the archive has no station 'ask'"),
-                (["series", "station=asked", "from=2023-11-15", "to=2023-11-14"], 2, "from is not before to"),
+                (["series", "station=asked", "from=2023-11-15", "to=2023-11-14"], 2,
+                 "from is not before to"),
                 (["series", "station=asked", "from=2023-11-15"], 2, "'to=VALUE' is missing"),
                 (["series", "station=asked", "mast=7", *period], 2, "the query has no 'mast'"),
                 (["nothing"], 2, "there is no query 'nothing'"),
@@ -190,9 +196,10 @@ class OneServerTest(ArchiveTest):
         options.mkdir()
         (options / "high").write_text("--height 30 --latitude 52.1\n")
         self.load("--options", options, "--recompute", "--station", "high")
-        self.assertEqual(
-            self.run_program("sonic-records", "--half-hours", "--height", "30", "--latitude", "52.1", path),
-            self.ask("half_hours", "station=high", "from=2023-11-14", "to=2023-11-15"))
+        expected = self.run_program("sonic-records", "--half-hours", "--height", "30",
+                                    "--latitude", "52.1", path)
+        self.assertEqual(expected, self.ask("half_hours", "station=high", "from=2023-11-14",
+                                            "to=2023-11-15"))
 
     def test_state_for_programs_that_watch(self):
         state = self.folder / "state.json"
@@ -207,8 +214,9 @@ class OneServerTest(ArchiveTest):
                       [(s["station"], s["last_record"]) for s in first["stations"]])
         self.load("--state", state, bad, status=1)
         second = json.loads(state.read_text())
-        self.assertEqual([False, first["last_ok"], 1, [{"file": bad.decode(), "reason": "holds no record"}]],
-                         [second[name] for name in ("ok", "last_ok", "left_out", "left_out_files")])
+        left = [{"file": bad.decode(), "reason": "holds no record"}]
+        self.assertEqual([False, first["last_ok"], 1, left], [second[name] for name in (
+            "ok", "last_ok", "left_out", "left_out_files")])
         os.environ["SONIC_STORE"] = "--host=127.0.0.9"
         self.addCleanup(os.environ.update, SONIC_STORE=self.STORE)
         if not IS_CURRENT:
@@ -222,10 +230,39 @@ class OneServerTest(ArchiveTest):
             self.skipTest("one process at a time")
         whole = half_hour(0)
         for i in range(5):
-            paths = [self.data_file(f"two-{i}", whole[n * 2400:(n + 1) * 2400 + 100], n) for n in range(3)]
-            for loader in [subprocess.Popen(["sonic-load", path], stdout=subprocess.DEVNULL) for path in paths]:
-                self.assertEqual(0, loader.wait())
+            paths = [self.data_file(f"two-{i}", whole[n * 2400:n * 2400 + 2500], n)
+                     for n in range(3)]
+            loaders = [subprocess.Popen(["sonic-load", path], stdout=subprocess.DEVNULL)
+                       for path in paths]
+            self.assertEqual([0, 0, 0], [loader.wait() for loader in loaders])
             self.assert_archive_has(f"two-{i}")
+
+    def test_files_for_the_live_page(self):
+        now = int(time.time()) // 1800
+        numbers = [now - 2, now - 3, now - 48 * 70]  # half hours since 1970, in three months at most
+        for number in numbers:
+            records = [(number * 1800 + i, 0, *record(i)[2:]) for i in range(1800)]
+            name = f"{number * 1800}.young_81000_v.0815"
+            self.load(self.data_file("page ä", records, name, rate=1))
+        described = self.folder / "described.json"
+        described.write_text(json.dumps({"stations": [
+            {"name": "page ä", "instruments": [{"serial_number": "0815", "mounting_angle": 12}]}]}))
+        page = self.folder / "published"
+        for _ in range(2):  # the second time, old months stay as they are
+            self.run_program("sonic-publish", "--stations", described, page)
+        index = json.loads((page / "stations.json").read_text())
+        station = next(one for one in index["stations"] if one["name"] == "page ä")
+        self.assertEqual(sorted(station["files"]), list(station["files"]))
+        lines = []
+        for path in station["files"].values():
+            month, = json.loads((page / path).read_text())["stations"]
+            instrument, = month["instruments"]
+            self.assertEqual(["0815", 12], [instrument[key] for key in ("serial_number",
+                                                                        "mounting_angle")])
+            lines += instrument["half_hours"]
+        printed = self.run_program("sonic-records", "--half-hours", "--format", "csv",
+                                   *sorted((self.folder / "page ä").iterdir()))
+        self.assertEqual(sorted(set(lines)), sorted(printed.splitlines()))
 
 
 if __name__ == "__main__":

@@ -71,7 +71,8 @@ class ArchiveTest(unittest.TestCase):
     def run_program(self, *command, status=0, path=None, **arguments):
         """Returns what it prints on standard output and, where it fails, on standard error."""
         environment = os.environ | ({"PATH": f"{path}:{os.environ['PATH']}"} if path else {})
-        done = subprocess.run(command, capture_output=True, env=environment, check=False, **arguments)
+        done = subprocess.run(command, capture_output=True, env=environment, check=False,
+                              **arguments)
         self.assertEqual(status, done.returncode, f"{command}: {done.stderr.decode()}")
         return (done.stderr if status else done.stdout).decode(errors="surrogateescape")
 
