@@ -16,6 +16,7 @@ private networks.
 import os
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import time
@@ -23,6 +24,10 @@ from pathlib import Path
 
 NETWORK = "10.9.0"
 START_SECONDS = 60
+REPLICA_SECONDS = 600
+# As doc/archive.md has it.
+BEHIND = ("SELECT countIf(queue_size > 0 OR log_pointer <= log_max_index) FROM system.replicas "
+          "WHERE database = 'sonic'")
 SKIPPED = 77
 PRIVATE = ["unshare", "--mount", "--net", "--pid", "--fork", "--mount-proc", "--kill-child"]
 ETC = Path("/etc/clickhouse-server")
@@ -112,6 +117,14 @@ class Machine:
             raise RuntimeError(f"{self.name}: {query}: {done.stderr.decode(errors='replace')}")
         return done.stdout.decode(errors="surrogateescape").strip()
 
+    def wait_for_replicas(self):
+        """Until its tables have what those of the other replicas have."""
+        end = time.monotonic() + REPLICA_SECONDS
+        while self.query(BEHIND) != "0":
+            if time.monotonic() > end:
+                raise RuntimeError(f"{self.name} stays behind the other replicas")
+            time.sleep(0.5)
+
     def kill(self):
         """As a power failure does."""
         self.process.kill()
@@ -134,7 +147,6 @@ class Servers(dict):
 
     def start(self, name, **settings):
         machine = self[name] = Machine(name, self.folder / name, **settings)
-        add_host(machine.address, name)
         machine.connect()
         machine.launch()
         return machine
@@ -144,17 +156,25 @@ class Servers(dict):
         folder = self.folder / "coordinator"
         folder.mkdir(parents=True)
         (folder / "zoo.cfg").write_text(COORDINATOR_CFG.format(folder=folder))
-        add_host(f"{NETWORK}.254", "coordinator")
         with open(folder / "log", "wb") as log:
-            return subprocess.Popen(
+            process = subprocess.Popen(
                 ["java", "-Xmx256m", "-cp", "/usr/share/java/zookeeper.jar:/usr/share/java/*",
                  "org.apache.zookeeper.server.quorum.QuorumPeerMain", folder / "zoo.cfg"],
                 stdout=log, stderr=log)
+        end = time.monotonic() + START_SECONDS
+        while not answers("coordinator", 2181):
+            if time.monotonic() > end or process.poll() is not None:
+                raise RuntimeError(f"ZooKeeper did not start: {(folder / 'log').read_text()}")
+            time.sleep(0.1)
+        return process
 
 
-def add_host(address, name):
-    with open("/etc/hosts", "a", encoding="ascii") as hosts:
-        hosts.write(f"{address} {name}\n")
+def answers(host, port):
+    try:
+        socket.create_connection((host, port), timeout=5).close()
+        return True
+    except OSError:
+        return False
 
 
 def prepare():
@@ -168,7 +188,9 @@ def prepare():
         os.mkdir(folder)
     run("mount", "-t", "overlay", "-o", "lowerdir=/etc,upperdir=/run/etc,workdir=/run/etc-work",
         "overlay", "/etc")
-    Path("/etc/hosts").write_text("127.0.0.1 localhost\n::1 localhost\n", encoding="ascii")
+    names = [f"{NETWORK}.{n} archive-{n}\n" for n in range(1, 10)]
+    Path("/etc/hosts").write_text(
+        f"127.0.0.1 localhost\n::1 localhost\n{NETWORK}.254 coordinator\n{''.join(names)}")
     os.environ["HOME"] = "/run/home"
 
 

@@ -28,8 +28,8 @@ class Cluster(ArchiveTest):
         self.add_servers("archive-1", "archive-2")
 
     def add_servers(self, *hosts):
-        """Writes the configuration of all servers, starts the new ones and makes their tables; only
-        then the others hear of them."""
+        """Writes the configuration of all servers, starts the new ones and makes their tables. The
+        others do not know of them before announce()."""
         self.hosts += hosts
         self.run_program("sonic-servers", self.conf, *self.hosts, *self.SETTINGS)
         shutil.copytree(self.conf / "clients", "/etc/sonic-archive", dirs_exist_ok=True)
@@ -40,6 +40,8 @@ class Cluster(ArchiveTest):
             server = self.servers.start(host, zone="Asia/Kolkata", etc=self.conf / host)
             self.addCleanup(server.kill)
             self.make_tables(host, *self.ENGINES)
+
+    def announce(self):
         for host in self.hosts:
             self.servers[host].configure(self.conf / host)
 
@@ -133,6 +135,7 @@ class ShardsTest(Cluster):
         for thread in threads:
             thread.start()
         self.add_servers("archive-3")
+        self.announce()
         for host in self.hosts:
             self.make_tables(host, "--shards=2", f"--shards=3@{day}")
         threads[1].join()
@@ -160,6 +163,7 @@ class ShardsTest(Cluster):
             self.make_tables(host)
         self.assertEqual("", self.ask("stations").partition("\n")[2])
         self.add_servers("archive-3")
+        self.announce()
         for host in self.hosts:
             self.make_tables(host, "--shards=3")
         os.environ["SONIC_STORE"] = "--host=archive-1 --database=sonic_all"
@@ -206,17 +210,9 @@ class ReplicasTest(Cluster):
         for host in self.hosts:
             self.make_tables(host, "--shards=1")
 
-    def wait_for_equal_replicas(self):
-        end = time.monotonic() + 120
-        while len({self.servers[host].query(
-                "SELECT count(), (SELECT count() FROM sonic.half_hours FINAL) FROM sonic.records FINAL")
-                for host in self.hosts}) > 1:
-            self.assertLess(time.monotonic(), end)
-            time.sleep(0.5)
-
     def assert_each_has(self, station):
-        self.wait_for_equal_replicas()
         for host in self.hosts:
+            self.servers[host].wait_for_replicas()
             os.environ["SONIC_STORE"] = f"--host={host}"  # what it has itself
             ArchiveTest.assert_archive_has(self, station, folder=self.stations / station)
 
@@ -236,7 +232,7 @@ class ReplicasTest(Cluster):
             rest = self.first_days[3 * i + 1][4000:]
             self.load(self.data_file("mast-07", rest, f"rest-{i}"))
             self.servers[host].launch()
-            self.wait_for_equal_replicas()
+            self.servers[host].wait_for_replicas()
         self.assert_each_has("mast-07")
 
     def test_another_machine_in_the_place_of_a_lost_one(self):
@@ -247,6 +243,8 @@ class ReplicasTest(Cluster):
         self.hosts = []
         self.add_servers("archive-3", "archive-2")
         self.make_tables("archive-3", "--shards=1")
+        self.servers["archive-3"].wait_for_replicas()
+        self.announce()
         self.fill(self.first_days[6:])
         self.assert_each_has("mast-07")
 
