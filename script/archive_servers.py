@@ -79,8 +79,9 @@ class Machine:
         if etc:
             shutil.copytree(etc, self.etc, dirs_exist_ok=True)
         (self.etc / "config.d").mkdir(exist_ok=True)
+        listen = "" if (self.etc / "config.d/sonic.xml").exists() else LISTEN
         (self.etc / "config.d/test.xml").write_text(
-            SERVER_XML.format(folder=self.folder, listen="" if etc else LISTEN))
+            SERVER_XML.format(folder=self.folder, listen=listen))
 
     def connect(self):
         run("ip", "netns", "add", self.name)
