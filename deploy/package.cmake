@@ -41,7 +41,7 @@ set(fence 10-fence.conf)
 install(FILES ${deploy}/systemd/fence.conf
         DESTINATION lib/systemd/system/sonicd-.service.d RENAME ${fence})
 file(CREATE_LINK ../sonicd-.service.d/${fence} ${CMAKE_CURRENT_BINARY_DIR}/${fence} SYMBOLIC)
-foreach(unit sonicd@ sonic-port@)
+foreach(unit sonicd@ sonic-port@ sonic-load sonic-publish)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${fence} DESTINATION lib/systemd/system/${unit}.service.d)
 endforeach()
 install_configured(systemd/mosquitto.conf.in lib/systemd/system/mosquitto.service.d sonicd.conf)
