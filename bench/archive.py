@@ -1,143 +1,204 @@
-"""Shows and measures the archive: archive.py BUILD [RESULT.json], inside sonic-store --shards.
+"""Measures the archive: archive.py BUILD RESULT.json DAYS, in the network of archive_servers.py.
 
-Three stations with a day each on two servers, one of which goes away and comes back. With
-RESULT.json also a month of one station, which takes ten minutes and 2 GB.
+A day of files goes in through the loader. DAYS of one station, and five years of half hours of
+twenty stations, are made of it in the server. A month goes into a current engine, too, if
+script/archive-current has fetched it. A year needs 13 GB.
 """
 
 import json
 import os
+import shutil
+import statistics
 import subprocess
 import sys
+import tempfile
 import time
 from pathlib import Path
 
-BUILD = Path(sys.argv[1])
-STORE = Path(os.environ["SONIC_STORE_FOLDER"])
-FILES = STORE / "files"
-ARCHIVE = Path(__file__).resolve().parent.parent / "archive"
-STATIONS = ["mast-07", "mast-08", "mast-09"]
+ROOT = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "script"))
+from archive_servers import Servers  # noqa: E402
+
+BUILD, RESULT, DAYS = Path(sys.argv[1]), Path(sys.argv[2]).resolve(), int(sys.argv[3])
+CURRENT = ROOT / "build/current/node_modules/chdb"
+DAY, RATE, MONTH = 86400, 32, 30
+SPANS = {"day": 1, "month": MONTH}
 FIRST_DAY = 1698796800  # 2023-11-01
-DAY, HALF_HOUR, RATE = 86400, 1800, 32
-os.environ["PATH"] = f"{ARCHIVE}:{BUILD}/tools:{os.environ['PATH']}"
+PERIOD = [f"from={FIRST_DAY}", f"to={FIRST_DAY + 5 * 366 * DAY}"]
+COLUMNS = ["station", "seconds", "nanoseconds", "u100", "v100", "w100", "sos100", "ts100", "diag",
+           "texts", "rate"]
+# make-files stamps records at exact fractions of a second. On a port they arrive later: here by a
+# gamma distribution with a mean of 120 µs, as in bench/reading.py.
+LATE = ("toUInt32(nanoseconds - 60000 * (log((rand(1) + 1) / 4294967296) "
+        "+ log((rand(2) + 1) / 4294967296)))")
+# What users ask records for: means and a flux by half hour.
+QUESTION = ("SELECT intDiv(seconds, 1800) AS half_hour, avg({u}), avg({w}), avg({ts}), "
+            "covarPop({w}, {ts}) FROM {table} WHERE station = 'mast-07' AND seconds < {end} "
+            "GROUP BY half_hour FORMAT Null")
+NUMBERS = {name: name for name in ("u", "w", "ts")}
+TEXTS = {name: f"toFloat64({name})" for name in ("u", "w", "ts")}
 
 
-def say(text):
-    print(f"\n==> {text}", flush=True)
+def seconds_of(work, *arguments, rounds=1, **keywords):
+    times = []
+    for _ in range(rounds):
+        start = time.monotonic()
+        work(*arguments, **keywords)
+        times.append(time.monotonic() - start)
+    return statistics.median(times)
 
 
-def show(command, lines=None):
-    """Runs a line of shell, prints what it prints, as far as `lines`, and returns its seconds."""
-    print(f"$ {command}", flush=True)
-    start = time.time()
-    done = subprocess.run(["bash", "-c", command], cwd=FILES, text=True, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT)
-    seconds = time.time() - start
-    output = done.stdout.splitlines()
-    for line in output[:lines] + ["..."] * (lines is not None and len(output) > lines):
-        print(line)
-    if done.returncode:
-        print(f"(exit status {done.returncode})")
-    return seconds
+def run(*command, **arguments):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, **arguments).stdout
 
 
-def make_files(station, start, seconds):
-    folder = FILES / station
-    folder.mkdir(parents=True, exist_ok=True)
-    return subprocess.Popen([BUILD / "simulator/make-files", folder, str(start), str(seconds),
-                             station[-1]])
+def bytes_a_row(server, database, table):
+    return float(server.query("SELECT sum(bytes_on_disk) / sum(rows) FROM system.parts WHERE "
+                              f"active AND database = '{database}' AND table = '{table}'"))
 
 
-def make_all(start, seconds):
-    for process in [make_files(station, start, seconds) for station in STATIONS]:
-        if process.wait():
-            raise SystemExit("make-files failed")
+def insert_later(query, source, target, days):
+    """As many days of records as wanted, each the one of `source` with other late stamps."""
+    for day in range(days):
+        moved = {"seconds": f"seconds + {day * DAY}", "nanoseconds": LATE}
+        query(f"INSERT INTO {target} ({', '.join(COLUMNS)}) "
+              f"SELECT {', '.join(moved.get(name, name) for name in COLUMNS)} FROM {source}")
 
 
-def ask_server(number, query):
-    return subprocess.run(["clickhouse-client", "--host", f"127.0.0.{number}", "--query", query],
-                          text=True, capture_output=True)
+def loading(server, folder):
+    """Records a second, through the loader and by a plain INSERT of the same rows."""
+    files = folder / "mast-07"
+    files.mkdir()
+    run(BUILD / "simulator/make-files", files, str(FIRST_DAY), str(DAY), "7")
+    paths = sorted(files.iterdir())
+    loader = seconds_of(run, "sonic-load", *paths)
+    server.query("CREATE TABLE sonic.plain (seconds UInt64, nanoseconds UInt32, u String, v String,"
+                 " w String, sos String, ts String, diag String) ENGINE = MergeTree "
+                 "ORDER BY seconds")
+    plain = seconds_of(run, "bash", "-c", 'sonic-records --epoch "$@" | clickhouse-client '
+                       '--host archive-1 --query "INSERT INTO sonic.plain FORMAT '
+                       'TabSeparatedWithNames"', "bash", *paths)
+    return {"load_rate": DAY * RATE / loader, "plain_rate": DAY * RATE / plain}
 
 
-def stop_server(number):
-    os.kill(int((STORE / str(number) / "pid").read_text()), 9)
+def make_days(server, former):
+    """DAYS of records with late stamps. `former` has a month of them as the archive's tables were
+    before: values as texts, on a server with its own compression."""
+    server.query("CREATE DATABASE later")
+    schema = server.query("SHOW CREATE TABLE sonic.records")
+    server.query(schema.encode().decode("unicode_escape").replace("sonic.records", "later.records"))
+    insert_later(server.query, "sonic.records", "later.records", DAYS)
+    former.query("CREATE DATABASE later")
+    former.query("""
+        CREATE TABLE later.records (station String, seconds UInt64, nanoseconds UInt32, u String,
+          v String, w String, sos String, ts String, diag String)
+        ENGINE = ReplacingMergeTree PARTITION BY toYYYYMM(toDateTime(seconds, 'UTC'))
+        ORDER BY (station, seconds, nanoseconds, u, v, w, sos, ts, diag)""")
+    names = ("u", "v", "w", "sos", "ts", "diag")
+    values = ", ".join(f"sent[{i}] AS {name}" for i, name in enumerate(names, start=1))
+    for day in range(min(DAYS, MONTH)):
+        begin = FIRST_DAY + day * DAY
+        run("bash", "-c",
+            'clickhouse-client --host archive-1 --query "$1" | clickhouse-client --host archive-2 '
+            '--query "INSERT INTO later.records FORMAT Native"', "bash",
+            f"SELECT station, seconds, nanoseconds, {values} FROM later.records "
+            f"WHERE seconds >= {begin} AND seconds < {begin + DAY} FORMAT Native")
 
 
-def start_server(number):
-    folder = STORE / str(number)
-    server = subprocess.Popen(["clickhouse-server", f"--config-file={folder}/config.xml"],
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    (folder / "pid").write_text(str(server.pid))
-    while ask_server(number, "SELECT 1").returncode:
-        time.sleep(0.1)
+def asking_records(query, values, spans):
+    """Seconds by the name of a span and whether equal records are merged first."""
+    answers = {}
+    for name, days in spans.items():
+        for how, final in (("", ""), ("_final", " FINAL")):
+            asked = QUESTION.format(table=f"later.records{final}", end=FIRST_DAY + days * DAY,
+                                    **values)
+            answers[name + how] = seconds_of(query, asked, rounds=3 if days <= MONTH else 1)
+    return answers
 
 
-def lost_and_doubled(made):
-    """Of so many records, whose times are all different."""
-    answer = ask_server(1, "SELECT count(), uniqExact(station, seconds, nanoseconds) "
-                           "FROM sonic_all.records FINAL")
-    count, different = map(int, answer.stdout.split())
-    return made - different, count - different
+def half_hours(server):
+    """Seconds and memory for questions about five years of twenty stations."""
+    columns = server.query("SELECT name FROM system.columns WHERE database = 'sonic' AND table = "
+                           "'half_hours'").split()
+    moved = {"station": "concat('mast-', toString(100 + number))", "seconds": "seconds + step",
+             "last_second": "last_second + step"}
+    for name, second in (("start", "seconds"), ("first", "seconds"), ("last", "last_second")):
+        moved[name] = (f"concat(replaceOne(toString(toDateTime({second} + step, 'UTC')), ' ', "
+                       f"'T'), substring({name}, 20))")
+    for station in range(20):
+        for year in range(5):
+            server.query(f"""
+                INSERT INTO sonic.half_hours ({', '.join(columns)})
+                SELECT {', '.join(moved.get(name, name) for name in columns)}
+                FROM (SELECT *, {station} AS number, arrayJoin(arrayMap(day ->
+                  toUInt64({year * 366} + day) * {DAY}, range(366))) AS step
+                  FROM sonic.half_hours WHERE station = 'mast-07')""")
+    store = os.environ["SONIC_STORE"]
+    os.environ["SONIC_STORE"] += " --log_queries=1"
+    station = "station=mast-110"
+    answers = {f"ask_{name}": seconds_of(run, "sonic-ask", name, *arguments, rounds=5)
+               for name, arguments in (("stations", []), ("completeness", PERIOD),
+                                       ("half_hours", [station, *PERIOD]),
+                                       ("gusts", [station, *PERIOD]))}
+    os.environ["SONIC_STORE"] = store
+    server.query("SYSTEM FLUSH LOGS")
+    answers["ask_memory"] = int(server.query("SELECT max(memory_usage) FROM system.query_log"))
+    return answers
 
 
-def bytes_per_row():
-    sums = [0, 0]
-    for number in (1, 2):
-        answer = ask_server(number, "SELECT sum(bytes_on_disk), sum(rows) FROM system.parts "
-                                    "WHERE active AND database = 'sonic' AND table = 'records'")
-        sums = [a + int(b) for a, b in zip(sums, answer.stdout.split())]
-    return sums[0] / sums[1]
+def current(folder):
+    """A current engine: bytes a record, and seconds for a day and a month. It runs in the client's
+    process, whose start does not count."""
+    if not CURRENT.exists():
+        return None
+    environment = {**os.environ, "CURRENT_FOLDER": str(folder / "current"),
+                   "PATH": f"{ROOT}/tests/archive/current:{os.environ['PATH']}"}
+
+    def query(text):
+        return run("clickhouse-client", "--query", text, env=environment)
+
+    def do(statement):
+        run("clickhouse-client", "--multiquery", input=statement.encode(), env=environment)
+
+    run("sonic-tables", env=environment)
+    run("sonic-load", *sorted((folder / "mast-07").iterdir()), env=environment)
+    do("CREATE DATABASE later; CREATE TABLE later.records AS sonic.records")
+    insert_later(do, "sonic.records", "later.records", min(DAYS, MONTH))
+    size = ("SELECT sum(bytes_on_disk) / sum(rows) FROM system.parts WHERE active AND database = "
+            "'{}' AND table = 'records'")
+    figures = {"exact": float(query(size.format("sonic"))),
+               "late": float(query(size.format("later")))}
+    start = seconds_of(query, "SELECT 1", rounds=3)
+    for name, seconds in asking_records(query, NUMBERS, SPANS).items():
+        figures[name] = seconds - start
+    return figures
 
 
-def three_days():
-    period = "from=2023-11-01 to=2023-11-03"
-    say("Three masts, a day each at 32 records a second, in files as sonicd writes them")
-    make_all(FIRST_DAY, DAY)
-    made = len(STATIONS) * DAY * RATE
-    show("du -sh *")
-    say("Into the archive, which is two servers")
-    seconds = show("sonic-load */*")
-    print(f"{made} records in {seconds:.1f} s: {made / seconds:,.0f} a second")
-    say("Once more: nothing to do")
-    show("sonic-load */*")
-    say("How complete are the days? Fluxes and gusts of a mast")
-    show(f"sonic-ask completeness {period}")
-    show(f"sonic-ask half_hours station=mast-07 {period}", 4)
-    show(f"sonic-ask gusts station=mast-07 {period}", 4)
-
-    say("One server goes away; files of another half hour have come")
-    make_all(FIRST_DAY + DAY, HALF_HOUR)
-    made += len(STATIONS) * HALF_HOUR * RATE
-    stop_server(2)
-    show("sonic-load */*", 2)
-    say("It is back")
-    start_server(2)
-    show("sonic-load */*")
-    show(f"sonic-ask completeness {period}")
-    lost, doubled = lost_and_doubled(made)
-    say(f"Of {made} records {lost} are lost and {doubled} are there twice; "
-        f"{bytes_per_row():.1f} bytes of disk a record")
-    return {"rows": made, "load_rate": made / seconds, "lost": lost, "doubled": doubled}
+def main():
+    os.environ["PATH"] = f"{ROOT}/archive:{BUILD}/tools:{os.environ['PATH']}"
+    os.environ["SONIC_STORE"] = "--host=archive-1"
+    with tempfile.TemporaryDirectory(dir=RESULT.parent) as folder:
+        folder = Path(folder)
+        (folder / "etc/config.d").mkdir(parents=True)
+        shutil.copy(ROOT / "archive/config/compression.xml", folder / "etc/config.d")
+        servers = Servers(folder / "servers")
+        server = servers.start("archive-1", etc=folder / "etc")
+        run("sonic-tables")
+        figures = {"days": DAYS, **loading(server, folder), **half_hours(server)}
+        server.query("OPTIMIZE TABLE sonic.records FINAL")
+        figures["exact"] = bytes_a_row(server, "sonic", "records")
+        former = servers.start("archive-2")
+        make_days(server, former)
+        all_spans = {**SPANS, "all": DAYS}
+        figures["numbers"] = {"late": bytes_a_row(server, "later", "records"),
+                              **asking_records(server.query, NUMBERS, all_spans)}
+        figures["texts"] = {"late": bytes_a_row(former, "later", "records"),
+                            **asking_records(former.query, TEXTS, SPANS)}
+        figures["current"] = current(folder)
+        for machine in servers.values():
+            machine.kill()
+    RESULT.write_text(json.dumps(figures, indent=2) + "\n")
 
 
-def month():
-    say("A month of one mast")
-    seconds = 0
-    for day in range(30):
-        make_files("mast-01", FIRST_DAY + day * DAY, DAY).wait()
-        seconds += show("sonic-load mast-01/*")
-        for path in (FILES / "mast-01").iterdir():
-            path.unlink()
-    wanted = "station=mast-01 from=2023-11-01 to=2023-12-01"
-    asked = show(f"sonic-ask half_hours {wanted}", 3)
-    query = (ARCHIVE / "queries/half_hours.sql").read_text()
-    (FILES / "without_final.sql").write_text(query.replace(" FINAL", ""))
-    without_final = show(f"sonic-ask without_final.sql {wanted}", 3)
-    return {"month_rows": 30 * DAY * RATE, "month_load": seconds, "month_ask": asked,
-            "month_ask_without_final": without_final, "bytes_per_row": bytes_per_row()}
-
-
-FILES.mkdir()
-figures = three_days()
-if len(sys.argv) > 2:
-    figures.update(month())
-    Path(sys.argv[2]).write_text(json.dumps(figures, indent=2) + "\n")
+if __name__ == "__main__":
+    main()

@@ -147,18 +147,40 @@ def reading_rows(day):
 
 
 def archive_rows(archive):
-    lost, doubled = archive["lost"], archive["doubled"]
-    yield "**The archive: two servers on this machine**", "", "", None
-    yield ("loading a day each of three stations",
+    numbers, texts, current = (archive[name] for name in ("numbers", "texts", "current"))
+    yield "**The archive: one server, 18.16**", "", "", None
+    yield ("loading a day of files, with their half hours",
            f"{archive['load_rate']:,.0f} records/s", "", None)
-    yield ("records lost / doubled, one server away and back",
-           f"{lost} / {doubled}", "0 / 0", lost == doubled == 0)
-    yield "disk", f"{archive['bytes_per_row']:.1f} bytes a record", "", None
-    yield (f"a month of one station, {archive['month_rows'] / 1e6:.1f} million records: loading",
-           f"{archive['month_load']:.0f} s", "", None)
-    yield "its half-hour means and fluxes", f"{archive['month_ask']:.1f} s", "", None
-    yield ("the same without `FINAL`, where no record is there twice",
-           f"{archive['month_ask_without_final']:.1f} s", "", None)
+    yield ("a plain INSERT of the same records",
+           f"{archive['plain_rate']:,.0f} records/s", "", None)
+    yield from size_and_times("", numbers, archive["exact"])
+    days, records = archive["days"], archive["days"] * 86400 * RATE
+    yield (f"the same of {days} days, {records / 1e6:,.0f} million records",
+           pair(numbers, "all"), "", None)
+    yield from size_and_times("the former tables with values as texts: ", texts)
+    if current:
+        yield from size_and_times("a current engine, as a library: ", current, current["exact"])
+    yield "**Half hours of twenty stations in five years**", "", "", None
+    for name, what in [("stations", "all stations"), ("completeness", "every day of all stations"),
+                       ("half_hours", "five years of one station"),
+                       ("gusts", "five years of one station")]:
+        seconds = archive[f"ask_{name}"]
+        yield f"`sonic-ask {name}`: {what}", f"{seconds:.2f} s", "< 1 s", seconds < 1
+    yield ("most memory of one of these questions",
+           f"{archive['ask_memory'] / MIB:.0f} MiB", "", None)
+
+
+def size_and_times(name, figures, exact=None):
+    also = f"; {exact:.1f} with exact ones" if exact else ""
+    yield (f"{name}disk, with stamps as they arrive",
+           f"{figures['late']:.1f} bytes a record{also}", "", None)
+    for span in ("day", "month"):
+        yield (f"{name}means and a flux by half hour, a {span} of records: with `FINAL` / without",
+               pair(figures, span), "", None)
+
+
+def pair(figures, span):
+    return f"{figures[span + '_final']:.1f} s / {figures[span]:.1f} s"
 
 
 def ratio(cost, reference, target, name, value=None):
