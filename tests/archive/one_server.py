@@ -239,7 +239,7 @@ class OneServerTest(ArchiveTest):
 
     def test_files_for_the_live_page(self):
         now = int(time.time()) // 1800
-        numbers = [now - 2, now - 3, now - 48 * 70]  # half hours since 1970, in three months at most
+        numbers = [now - 2, now - 3, now - 48 * 70]  # since 1970, in up to three months
         for number in numbers:
             records = [(number * 1800 + i, 0, *record(i)[2:]) for i in range(1800)]
             name = f"{number * 1800}.young_81000_v.0815"
