@@ -265,5 +265,23 @@ class OneServerTest(ArchiveTest):
         self.assertEqual(sorted(set(lines)), sorted(printed.splitlines()))
 
 
+class FullDiskTest(ArchiveTest):
+    def test_a_disk_that_is_full(self):
+        if IS_CURRENT:
+            self.skipTest("the engine's folder is the programs' own")
+        from archive_servers import Servers
+        disk = self.folder / "disk"
+        disk.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=400k", "tmpfs", disk], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", disk], check=True)
+        self.addCleanup(Servers(disk / "servers").start("archive-1").kill)
+        self.run_program("sonic-tables")
+        paths = [self.data_file("full", half_hour(i), i) for i in range(2)]
+        self.assertIn("No space left", self.load(*paths, status=1))
+        subprocess.run(["mount", "-o", "remount,size=400m", disk], check=True)
+        self.load(*paths)
+        self.assert_archive_has("full")
+
+
 if __name__ == "__main__":
     main()
