@@ -4,6 +4,7 @@ import os
 import re
 import select
 import shlex
+import shutil
 import subprocess
 import sys
 from contextlib import contextmanager
@@ -53,7 +54,12 @@ class Archive:
 
     def __init__(self, database=None, timeout=60, **settings):
         self._timeout = timeout
-        self._options = shlex.split(os.environ.get("SONIC_STORE", ""))
+        if not shutil.which("clickhouse-client"):
+            raise ArchiveError("clickhouse-client is not installed")
+        try:
+            self._options = shlex.split(os.environ.get("SONIC_STORE", ""))
+        except ValueError as error:
+            raise ArchiveError(f"SONIC_STORE: {error}") from None
         hosts = _take(self._options, "host", "localhost").split(",")
         named = _take(self._options, "database", "sonic")
         self.database = named if database is None else database
