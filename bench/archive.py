@@ -21,7 +21,8 @@ from archive_servers import Servers  # noqa: E402
 
 BUILD, RESULT, DAYS = Path(sys.argv[1]), Path(sys.argv[2]).resolve(), int(sys.argv[3])
 CURRENT = ROOT / "build/current/node_modules/chdb"
-DAY, RATE, MONTH = 86400, 32, 30
+DAY, RATE = 86400, 32
+MONTH = min(DAYS, 30)
 SPANS = {"day": 1, "month": MONTH}
 FIRST_DAY = 1698796800  # 2023-11-01
 PERIOD = [f"from={FIRST_DAY}", f"to={FIRST_DAY + 5 * 366 * DAY}"]
@@ -96,7 +97,7 @@ def make_days(server, former):
         ORDER BY (station, seconds, nanoseconds, u, v, w, sos, ts, diag)""")
     names = ("u", "v", "w", "sos", "ts", "diag")
     values = ", ".join(f"sent[{i}] AS {name}" for i, name in enumerate(names, start=1))
-    for day in range(min(DAYS, MONTH)):
+    for day in range(MONTH):
         begin = FIRST_DAY + day * DAY
         run("bash", "-c",
             'clickhouse-client --host archive-1 --query "$1" | clickhouse-client --host archive-2 '
@@ -163,7 +164,7 @@ def current(folder):
     run("sonic-tables", env=environment)
     run("sonic-load", *sorted((folder / "mast-07").iterdir()), env=environment)
     do("CREATE DATABASE later; CREATE TABLE later.records AS sonic.records")
-    insert_later(do, "sonic.records", "later.records", min(DAYS, MONTH))
+    insert_later(do, "sonic.records", "later.records", MONTH)
     size = ("SELECT sum(bytes_on_disk) / sum(rows) FROM system.parts WHERE active AND database = "
             "'{}' AND table = 'records'")
     figures = {"exact": float(query(size.format("sonic"))),
@@ -189,7 +190,7 @@ def main():
         figures["exact"] = bytes_a_row(server, "sonic", "records")
         former = servers.start("archive-2")
         make_days(server, former)
-        all_spans = {**SPANS, "all": DAYS}
+        all_spans = {**SPANS, "all": DAYS} if DAYS > MONTH else SPANS
         figures["numbers"] = {"late": bytes_a_row(server, "later", "records"),
                               **asking_records(server.query, NUMBERS, all_spans)}
         figures["texts"] = {"late": bytes_a_row(former, "later", "records"),

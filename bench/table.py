@@ -153,13 +153,14 @@ def archive_rows(archive):
            f"{archive['load_rate']:,.0f} records/s", "", None)
     yield ("a plain INSERT of the same records",
            f"{archive['plain_rate']:,.0f} records/s", "", None)
-    yield from size_and_times("", numbers, archive["exact"])
-    days, records = archive["days"], archive["days"] * 86400 * RATE
-    yield (f"the same of {days} days, {records / 1e6:,.0f} million records",
-           pair(numbers, "all"), "", None)
-    yield from size_and_times("the former tables with values as texts: ", texts)
+    days = archive["days"]
+    yield from size_and_times("", numbers, days, archive["exact"])
+    if "all" in numbers:
+        yield times_of(days), pair(numbers, "all"), "", None
+    yield from size_and_times("the former tables with values as texts: ", texts, days)
     if current:
-        yield from size_and_times("a current engine, as a library: ", current, current["exact"])
+        yield from size_and_times("a current engine, as a library: ", current, days,
+                                  current["exact"])
     yield "**Half hours of twenty stations in five years**", "", "", None
     for name, what in [("stations", "all stations"), ("completeness", "every day of all stations"),
                        ("half_hours", "five years of one station"),
@@ -170,13 +171,17 @@ def archive_rows(archive):
            f"{archive['ask_memory'] / MIB:.0f} MiB", "", None)
 
 
-def size_and_times(name, figures, exact=None):
+def size_and_times(name, figures, days, exact=None):
     also = f"; {exact:.1f} with exact ones" if exact else ""
     yield (f"{name}disk, with stamps as they arrive",
            f"{figures['late']:.1f} bytes a record{also}", "", None)
-    for span in ("day", "month"):
-        yield (f"{name}means and a flux by half hour, a {span} of records: with `FINAL` / without",
-               pair(figures, span), "", None)
+    for span, its_days in (("day", 1), ("month", min(days, 30))):
+        yield name + times_of(its_days), pair(figures, span), "", None
+
+
+def times_of(days):
+    return (f"means and a flux by half hour of {days * 86400 * RATE / 1e6:,.0f} million records "
+            f"({days} d): with `FINAL` / without")
 
 
 def pair(figures, span):
