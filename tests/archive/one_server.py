@@ -1,5 +1,5 @@
 """One server: what comes out is what was in the files, whatever these are and however they are
-loaded. With ARCHIVE_ENGINE=current, a current engine in the place of Debian's server."""
+loaded. With ARCHIVE_ENGINE=current, a current engine instead of Debian's server."""
 
 import json
 import os
