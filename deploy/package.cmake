@@ -113,7 +113,7 @@ sonic-simulator, which plays the instrument on a pseudo-terminal.")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "mosquitto, mosquitto-clients, python3, zstd")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3-matplotlib, rsync, openssh-client, clickhouse-client")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3-matplotlib, rsync, openssh-client, openssl, clickhouse-client")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
     ${CMAKE_CURRENT_BINARY_DIR}/conffiles ${deploy}/debian/postinst
