@@ -73,7 +73,8 @@ std::optional<Number> number_of(std::string_view text) {
 
 uint64_t to_width(const std::string& text) {
   const auto width = text.find('-') == std::string::npos ? parse_time(text) : std::nullopt;
-  if (!width || *width == 0) throw std::invalid_argument("'" + text + "' is not a number of seconds");
+  if (!width || *width == 0)
+    throw std::invalid_argument("'" + text + "' is not a number of seconds");
   return *width;
 }
 
