@@ -61,13 +61,18 @@ class AlarmTest(unittest.TestCase):
 
     def test_silence(self):
         """Each silence is told once, and its end once, whatever the command and the broker do."""
+        self.publish("mast-4", age=1200)
+        self.run_alarm(status=1, command="exit 3")
+        self.publish("mast-4")
+        self.assert_told(["^ALARM mast-4", "^well again after 0 min: mast-4"], self.run_alarm())
+
         self.publish("mast-2", age=1200)
         self.publish("mast-10", age=60)
         silent = [r"^ALARM mast-2 port 1: no record for 20 min, since .* UTC$"]
         self.assertEqual([], self.run_alarm(status=1, command="exit 3"))
         self.assertEqual([], self.run_alarm(status=1, command="exit 3"))
         self.assert_told(silent, self.run_alarm())
-        self.assertRegex((RUN / "subjects").read_text(), "^ALARM mast-2 port 1: no record")
+        self.assertRegex((RUN / "subjects").read_text(), "\nALARM mast-2 port 1: no record")
         self.assertEqual([], self.run_alarm())
 
         # The broker loses its memory, and then does not answer: nobody is well again by that.
@@ -81,11 +86,11 @@ class AlarmTest(unittest.TestCase):
         self.assert_told(["^well again after 0 min: mast-2 port 1: records arrive$",
                           "^well again after 0 min: broker: it answers$"], self.run_alarm())
         self.assertRegex((RUN / "subjects").read_text(), "\n2 messages: well again after 0 min: ")
-        self.assert_told(["^ALARM mast-10 port 1", "^ALARM mast-2 port 1"],
+        self.assert_told(["^ALARM mast-10 port 1", "^ALARM mast-2 port 1", "^ALARM mast-4 port 1"],
                          sorted(self.run_alarm("--silent", "0.01")))
         self.run_alarm("--forget", "mast-10")
         self.assertNotIn("mast-10", (RUN / "state").read_text())
-        for station in "mast-2", "mast-10":
+        for station in "mast-2", "mast-4", "mast-10":
             self.forget_topic(station)
 
     def test_killed_at_any_moment(self):

@@ -2,6 +2,7 @@
 
 import json
 import os
+import resource
 import subprocess
 import sys
 import tempfile
@@ -39,11 +40,11 @@ class HistoryTest(unittest.TestCase):
                         "--cache", self.top / "cache", "--settings", self.top / "settings"]
         self.environment = {**os.environ, "PATH": f"{self.top}:{os.environ['PATH']}"}
 
-    def run_history(self, *folders, status=0):
+    def run_history(self, *folders, status=0, **others):
         """Returns what it wrote on standard error, and how often files were read."""
         self.calls.write_text("")
         done = subprocess.run([*self.command, *(folders or [self.device])], text=True,
-                              env=self.environment, stderr=subprocess.PIPE, timeout=60)
+                              env=self.environment, stderr=subprocess.PIPE, **others)
         self.assertEqual(status, done.returncode, done.stderr)
         return done.stderr, len(self.calls.read_text().splitlines())
 
@@ -106,6 +107,7 @@ class HistoryTest(unittest.TestCase):
         second.mkdir()
         data_files.write(second, THIS - DAYS * 2, serial_number="5")
         (self.device / "ttyS4.json").write_text("{}")
+        self.run_history(self.device, second)
         (self.top / "settings").write_text(json.dumps({
             "name": "mast-07", "options": ["--height", "3.2"],
             "instruments": [{"serial_number": "01234", "mounting_angle": 12}]}))
@@ -160,6 +162,12 @@ class HistoryTest(unittest.TestCase):
                 (self.top / "cache").write_text("torn")
             self.run_history()
             self.assertEqual(whole, self.half_hours())
+        # On a full disk the old one stays, too.
+        with open(self.device / f"{THIS - HALF_HOUR}.young_81000_v.01234", "a") as file:
+            file.write(data_files.text(THIS - 60, 30))
+        full = {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (99, 99))}
+        self.run_history(status=1, **full)
+        self.assertEqual(whole, self.half_hours())
         self.assertEqual([], [*self.top.glob(".*")])
 
 
