@@ -1,5 +1,5 @@
 #!/bin/bash
-# Runs the commands of a session, in a private device, and compares what they print with what stands
+# Runs the commands of a session and compares what they print with what stands
 # after them: run.sh BUILD-FOLDER FILE.session. README.md tells how one is written.
 # shellcheck source=tests/tools/setup.sh
 . "$(dirname "$0")/../tools/setup.sh"

@@ -1,11 +1,25 @@
 # shellcheck shell=bash
-# Sourced by tests that are called with the build folder: they run in a private device, in a folder
-# that goes with it, and find all programs. $here is the folder of this file.
+# Sourced by tests that are called with the build folder: they run in a folder of their own, which goes
+# with them or with their private device, and find all programs. $here is the folder of this file.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 PATH=$1/src:$1/port:$1/simulator:$1/tools:$PATH
 export PYTHONDONTWRITEBYTECODE=1
+if [[ ! ${DEVICE_RUN-} ]]; then
+  DEVICE_RUN=$(mktemp -d)
+  trap 'rm -rf "$DEVICE_RUN"' EXIT
+fi
 cd "$DEVICE_RUN"
+# Programs for another processor: EMULATOR is the command that runs them.
+if [[ ${EMULATOR-} ]]; then
+  mkdir emulated
+  for program in "$1"/{src,port,simulator,tools}/*; do
+    [[ -x $program && $(head -c 4 "$program") == $'\x7fELF' ]] || continue
+    printf '#!/bin/sh\nexec %s %q "$@"\n' "$EMULATOR" "$program" >"emulated/${program##*/}"
+    chmod +x "emulated/${program##*/}"
+  done
+  PATH=$PWD/emulated:$PATH
+fi
 
 # lines: records' lines with their checks, from lines "SECONDS NANOSECONDS u,v,w,sos,ts,diag".
 lines() {
