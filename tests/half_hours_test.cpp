@@ -316,6 +316,8 @@ TEST(HalfHoursTest, TakesTheHighestMeanOfThreeSecondsAsGust) {
 }
 
 TEST(HalfHoursTest, SpreadsDirectionsAroundTheCircle) {
+  EXPECT_EQ(0, direction_of(0, 1));
+  EXPECT_EQ(270, direction_of(-1, 0));
   // From 350 and 10 degrees in turns: the mean is north, and e = sin(10 degrees).
   auto samples = half_hour([](int i) {
     const double angle = plus_or_minus(i) * M_PI / 18;

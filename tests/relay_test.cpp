@@ -194,6 +194,8 @@ TEST_F(RelayTest, ChangesTheSpeedAfterTheKeysBeforeIt) {
   set_speed(user(), B38400);
   std::this_thread::sleep_for(QUIET);
   EXPECT_EQ(9600U, _instrument.speed());
+  send("#\r");  // nothing else waits for them
+  EXPECT_EQ("#\r", received(2));
   EXPECT_EQ(keys, typed(keys.size()));
   EXPECT_TRUE(has_speed(38400));
   set_speed(user(), B0);  // on the way to another
