@@ -14,7 +14,7 @@ cd "$DEVICE_RUN"
 if [[ ${EMULATOR-} ]]; then
   mkdir emulated
   for program in "$1"/{src,port,simulator,tools}/*; do
-    [[ -x $program && $(head -c 4 "$program") == $'\x7fELF' ]] || continue
+    [[ -f $program && -x $program && $(head -c 4 "$program") == $'\x7fELF' ]] || continue
     printf '#!/bin/sh\nexec %s %q "$@"\n' "$EMULATOR" "$program" >"emulated/${program##*/}"
     chmod +x "emulated/${program##*/}"
   done
