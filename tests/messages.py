@@ -5,9 +5,10 @@ import re
 from pathlib import Path
 
 ROOT = Path(__file__).parent.parent
-CASES = ("command_line", "detection", "dialogue", "menu", "output", "publisher", "sampling", "settings")
-# A status follows "=> ", a failure "! ": at the beginning of what is seen, or after a wait, a key or
-# a fold.
+CASES = ("command_line", "detection", "dialogue", "menu", "output", "publisher", "sampling",
+         "settings")
+# A status follows "=> ", a failure "! ": at the beginning of what is seen, or after a wait, a key
+# or a fold.
 SHOWN = re.compile(r"(?:^|[]}] ?|[<A-Z>] |ms |[0-9] )(=> |! )(.+)")
 
 
