@@ -33,6 +33,7 @@ void Scan::read(const std::string& path) {
   _file = {};
   _path = path;
   _headers = 0;
+  _rate = 0;
   _rate_line.reset();
   Input input(path);
   LineReader lines(input);
@@ -49,7 +50,8 @@ void Scan::take_line(std::string_view line) {
   } else if (has_tag(line, ERROR_TAG)) {
     take_other(Event::ERROR, _file.errors);
   } else if (has_tag(line, HEADER_TAG) && rate) {
-    if (*rate != 0) _file.rate = *rate;
+    if (*rate != 0) _rate = *rate;
+    if (_file.records == 0) _file.rate = _rate;
     if (++_headers > 1) take_other(Event::RESTART, _file.restarts);
   } else if (has_tag(line, RATE_TAG)) {
     _rate_line = rate_of(rest(line, RATE_TAG));
@@ -75,6 +77,7 @@ void Scan::take_record(std::string_view line) {
   _file.has_record = true;
   _is_in_range = time >= _range.from && time < _range.to;
   if (!_is_in_range) return;
+  _file.rate = _rate;
   step_to(time);
   ++_file.records;
   if (record.has_fault) ++_file.faults;

@@ -32,7 +32,7 @@ enum class Event {
 struct Summary {
   std::string model;            ///< these two as in the file, the first of each
   std::string serial_number;    //
-  uint64_t rate = 0;            ///< records a second, the last one; 0 when the file does not say
+  uint64_t rate = 0;            ///< records a second, of the last record; 0 when the file does not say
   uint64_t first = UINT64_MAX;  ///< earliest and latest record, nanoseconds since 1970
   uint64_t last = 0;
   uint64_t records = 0;
@@ -92,6 +92,7 @@ class Scan {
   std::string _path;
   Summary _file;
   uint64_t _headers = 0;               // in this file
+  uint64_t _rate = 0;                  // of what follows, as rate of Summary
   std::optional<uint64_t> _rate_line;  // when the line before was one
   std::optional<uint64_t> _before;     // time of the record before, also in another file
   uint64_t _rate_before = 0;           // its rate; 0: not known

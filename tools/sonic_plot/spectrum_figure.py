@@ -12,6 +12,12 @@ POWERS = [("u", "u: f S (m²/s²)", "#1f6fb4"), ("w", "w: f S (m²/s²)", "#7a4f
 CROSSES = [("uw", "u'w': f |Co| (m²/s²)", "#1f6fb4"), ("wt", "w'T': f |Co| (K m/s)", "#d2691e")]
 
 
+def positive(values):
+    """Without the zeros of a quantity that does not change, which a logarithmic axis has no place
+    for."""
+    return numpy.where(values > 0, values, numpy.nan)
+
+
 def draw_slope(panel, frequency, weighted, slope, label):
     """A line of this slope through the middle of the upper half, where turbulence hands its energy
     on."""
@@ -28,23 +34,25 @@ def draw(found, title):
     for name, label, colour in POWERS:
         panel = panels[name]
         frequency, power = smoothed(found.frequency, found.power[name])
-        panel.loglog(frequency, frequency * power, ".-", color=colour, linewidth=0.8)
-        draw_slope(panel, frequency, frequency * power, POWER_SLOPE, "slope -5/3, weighted")
+        weighted = positive(frequency * power)
+        panel.loglog(frequency, weighted, ".-", color=colour, linewidth=0.8)
+        draw_slope(panel, frequency, weighted, POWER_SLOPE, "slope -5/3, weighted")
         panel.set_ylabel(label)
     for name, label, colour in CROSSES:
         panel = panels[name]
         frequency, cospectrum = smoothed(found.frequency, found.cospectrum[name])
         weighted = frequency * cospectrum
-        panel.loglog(frequency, numpy.abs(weighted), "-", color=colour, linewidth=0.4)
+        size = positive(numpy.abs(weighted))
+        panel.loglog(frequency, size, "-", color=colour, linewidth=0.4)
         for is_positive, fill, text in ((True, "full", "positive"), (False, "none", "negative")):
             chosen = (weighted > 0) == is_positive
-            panel.loglog(frequency[chosen], numpy.abs(weighted[chosen]), "o", color=colour,
+            panel.loglog(frequency[chosen], size[chosen], "o", color=colour,
                          markersize=4, fillstyle=fill, label=text)
-        draw_slope(panel, frequency, numpy.abs(weighted), COSPECTRUM_SLOPE,
+        draw_slope(panel, frequency, size, COSPECTRUM_SLOPE,
                    "slope -7/3, weighted")
         panel.set_ylabel(label)
         ogive = found.ogive(name)
-        panels["ogives"].semilogx(found.frequency, ogive / ogive[0], color=colour,
+        panels["ogives"].semilogx(found.frequency, ogive / (ogive[0] or 1), color=colour,
                                   label=f"{label.split(':')[0]}: {ogive[0]:.4f}")
     panels["ogives"].set_ylabel("ogive, share of the covariance")
     for panel in panels.values():
