@@ -58,9 +58,9 @@ std::string json_text(const std::string& text) {
 
 OutputBuffer::OutputBuffer() { _buffer.reserve(BUFFER_BYTES); }
 
-void OutputBuffer::flush() {
+void OutputBuffer::write_out(size_t size) {
   const char* bytes = _buffer.data();
-  for (size_t left = _buffer.size(); left > 0;) {
+  for (size_t left = size; left > 0;) {
     const ssize_t n = write(STDOUT_FILENO, bytes, left);
     const int error = errno;
     if (n == -1 && error == EINTR) continue;
@@ -68,7 +68,7 @@ void OutputBuffer::flush() {
     bytes += n;
     left -= static_cast<size_t>(n);
   }
-  _buffer.clear();
+  _buffer.erase(0, size);
 }
 
 Table::Table(TableFormat format, const std::string& station, std::vector<Column> columns)

@@ -8,7 +8,8 @@ namespace sonic::records {
 
 enum class TableFormat { TSV, CSV, JSON };
 
-/// Writes to standard output through a buffer. Throws std::runtime_error when that fails.
+/// Writes to standard output through a buffer. Throws std::runtime_error when that fails. Only whole
+/// lines leave it before flush(): a program that ends with an error leaves no torn row.
 class OutputBuffer {
  public:
   OutputBuffer();
@@ -16,13 +17,16 @@ class OutputBuffer {
   OutputBuffer& operator=(const OutputBuffer&) = delete;
 
   void append(std::string_view text) {
-    if (text.size() > _buffer.capacity() - _buffer.size()) flush();
+    if (text.size() > _buffer.capacity() - _buffer.size()) write_out(_buffer.rfind('\n') + 1);
     _buffer.append(text);
   }
   void append(char c) { append(std::string_view(&c, 1)); }
-  void flush();
+  void flush() { write_out(_buffer.size()); }
 
  private:
+  // So many bytes of the buffer. With 0, the buffer grows.
+  void write_out(size_t size);
+
   std::string _buffer;
 };
 
