@@ -35,6 +35,7 @@ foreach(timer sonicd-history.timer sonicd-room.timer)
           DESTINATION lib/systemd/system/timers.target.wants)
 endforeach()
 install(DIRECTORY DESTINATION /etc/sonicd)  # for settings that somebody may write
+install_configured(systemd/sonicd-simulated@.service.in lib/systemd/system sonicd-simulated@.service)
 install_configured(systemd/sonic-port@.service.in lib/systemd/system sonic-port@.service)
 # One fence for all: the first folder is that of every service whose name begins so.
 set(fence 10-fence.conf)
@@ -109,10 +110,10 @@ The package brings a unit for each port, the broker's configuration,${page_descr
 sonic-port, which makes any serial port one that sonicd can use, and
 sonic-simulator, which plays the instrument on a pseudo-terminal.")
 # Libraries are found by dpkg-shlibdeps. Without the broker the program still writes its files; its
-# clients are for the watch and for diagnosis, Python is for sonic-plot.
+# clients are for the watch and for diagnosis, Python is for sonicd-setup and sonic-plot.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "mosquitto, mosquitto-clients, python3, zstd")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "python3, systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "mosquitto, mosquitto-clients, zstd")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3-matplotlib, rsync, openssh-client, openssl, clickhouse-client")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
