@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Holds what the daemon's cases show against doc/operations.md: every status, and every failure."""
+"""Holds what the daemon's cases show against doc/messages.md: every status, and every failure."""
 
 import re
 from pathlib import Path
@@ -25,9 +25,8 @@ def shown():
 
 def explained():
     """Patterns of what stands as code in the first column of the tables."""
-    text = (ROOT / "doc/operations.md").read_text()
-    chapters = re.findall("^## (?:The status topic|Messages)\n(.*?)(?=^## )", text, re.M | re.S)
-    for cell in re.findall(r"^\|(.*?) \| ", "".join(chapters), re.M):
+    text = (ROOT / "doc/messages.md").read_text()
+    for cell in re.findall(r"^\|(.*?) \| ", text, re.M):
         for message in re.findall("`(.*?)`", cell):
             message = re.escape(message.replace("/dev/ttyS1 ", "").replace("young_81000_v", "..."))
             yield re.compile(re.sub(r"\d+", r"\\d+", message.replace(r"\.\.\.", ".*")))
