@@ -50,7 +50,7 @@ expect 1 sonicd-setup ttyS4 --serial 1
 says 'sonicd-setup --remove'
 expect 1 sonicd-setup --simulated
 expect 0 sonicd-setup --remove
-[[ $(ls $data) == device && -z $(retained) && -z $(find /run/systemd/system /etc/systemd -name '*sonicd@*') ]]
+[[ $(ls $data) == device && ! -e /dev/ttyS4 && -z $(retained) && -z $(find /run/systemd/system /etc/systemd -name '*sonicd@*') ]]
 expect 1 sonicd-setup --remove
 
 # A real one on an adapter. The settings are asked for where there is a terminal.

@@ -96,7 +96,7 @@ def paste(document, folder):
         if kind == "sh" and is_run:
             print(f"\n# {place}\n{text}", flush=True)
             with (folder / "printed").open("w+") as output:
-                done = subprocess.run(["bash", "-emc", text], cwd=folder, stdout=output,
+                done = subprocess.run(["bash", "-ec", text], cwd=folder, stdout=output,
                                       stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
                                       timeout=BLOCK_SECONDS, check=False)
                 output.seek(0)
@@ -142,7 +142,7 @@ def main():
     subprocess.run([arguments.build / "simulator/make-files", folder / "mast-07", "1700001000",
                     "3600", "7"], check=True)
     failures = [text for document in arguments.documents if (text := paste(document, folder))]
-    sys.exit("\n".join(failures))
+    sys.exit("\n".join(failures) or 0)
 
 
 if __name__ == "__main__":

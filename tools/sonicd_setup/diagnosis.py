@@ -68,7 +68,7 @@ def port(instance):
             yield BAD, f"{instance.driver} does not run", f"journalctl -u {instance.driver} -n 20"
         else:
             yield GOOD, f"sonic-port reads {device}", ""
-    elif not Path(f"/dev/{instance.port}").exists():
+    elif not Path("/dev", instance.port).is_char_device():
         yield (BAD, f"this machine has no /dev/{instance.port}",
                f"sonicd-setup {instance.port} --device DEVICE, for an adapter or UART")
     if not instance.power_line.exists():

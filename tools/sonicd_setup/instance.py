@@ -114,8 +114,12 @@ class Instance:
     def start(self):
         output("systemctl", "restart", self.unit)  # a start that fails is tried again
 
-    def forget_messages(self):
-        """Takes the port off the page: the broker keeps the last messages otherwise."""
+    def forget(self):
+        """Removes what a stopped service leaves: the place in /dev that systemd made to bind a port
+        there, and the broker's retained messages, by which the port would stay on the page."""
+        place = Path("/dev", self.port)
+        if place.is_file() and not place.is_symlink() and not place.stat().st_size:
+            place.unlink()
         if self.is_active("mosquitto"):
             time.sleep(1)  # the broker may be about to publish the last will
             for topic in (self.topic, f"{self.topic}/fast", f"{self.topic}/status"):

@@ -140,5 +140,5 @@ def remove(port):
     except OSError:
         print(f"Your own settings stay: {instance.drop_in('')}")
     run("systemctl", "daemon-reload")
-    instance.forget_messages()
+    instance.forget()
     print(f"Removed the instrument on {port}. Its data stay in {folder}")

@@ -61,5 +61,5 @@ def remove():
     drop_in(instance).parent.rmdir()
     run("systemctl", "daemon-reload")
     run_as_owner("rm", "-rf", str(FOLDER))
-    instance.forget_messages()
+    instance.forget()
     print(f"Removed the simulated instrument on {name} and its data")
