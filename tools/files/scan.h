@@ -30,9 +30,9 @@ enum class Event {
 /// What is in a file, within the time range. Lines have no time of their own: they are where the
 /// record before them is.
 struct Summary {
-  std::string model;            ///< these two as in the file, the first of each
-  std::string serial_number;    //
-  uint64_t rate = 0;            ///< records a second, of the last record; 0 when the file does not say
+  std::string model;          ///< these two as in the file, the first of each
+  std::string serial_number;  //
+  uint64_t rate = 0;  ///< records a second, of the last record; 0 when the file does not say
   uint64_t first = UINT64_MAX;  ///< earliest and latest record, nanoseconds since 1970
   uint64_t last = 0;
   uint64_t records = 0;

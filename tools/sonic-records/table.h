@@ -8,8 +8,8 @@ namespace sonic::records {
 
 enum class TableFormat { TSV, CSV, JSON };
 
-/// Writes to standard output through a buffer. Throws std::runtime_error when that fails. Only whole
-/// lines leave it before flush(): a program that ends with an error leaves no torn row.
+/// Writes to standard output through a buffer. Throws std::runtime_error when that fails. Only
+/// whole lines leave it before flush(): a program that ends with an error leaves no torn row.
 class OutputBuffer {
  public:
   OutputBuffer();
