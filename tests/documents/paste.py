@@ -95,7 +95,7 @@ def paste(document, folder):
         place = f"{document.name}:{number}: "
         if kind == "sh" and is_run:
             print(f"\n# {place}\n{text}", flush=True)
-            with (folder / "printed").open("w+") as output:
+            with (folder / "printed").open("w+", errors="replace") as output:
                 done = subprocess.run(["bash", "-ec", text], cwd=folder, stdout=output,
                                       stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
                                       timeout=BLOCK_SECONDS, check=False)
