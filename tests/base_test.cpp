@@ -36,7 +36,7 @@ std::string parsed(std::vector<std::string> words) {
   arguments.push_back(nullptr);
   Printed printed;
   std::string others = "nothing";
-  const std::string outcome = thrown_by([&] {
+  std::string outcome = thrown_by([&] {
     const auto all = command_line.parse(static_cast<int>(words.size()), arguments.data());
     if (!all) return;
     others.clear();
