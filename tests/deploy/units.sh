@@ -69,7 +69,7 @@ print(urllib.request.urlopen('http://localhost:8080/data/stations.json').read())
 mkdir -m 777 /mailed
 printf '%s\n' '#!/bin/sh' 'echo "$@" >/mailed/arguments' 'cat >/mailed/text' >/usr/local/bin/mail
 chmod +x /usr/local/bin/mail
-sed -n 's/^    \(SONIC_ALARM.*=.*\)/\1/p' "$checkout/doc/live.md" | sed 's|/srv/sonic|/srv|' >/etc/default/sonic-alarm
+sed -n 's/^    \(SONIC_ALARM.*=.*\)/\1/p' "$checkout/doc/alarm.md" | sed 's|/srv/sonic|/srv|' >/etc/default/sonic-alarm
 mosquitto_pub -h ::1 -r -t mast-9/home/qelta/device/port/1 -m '{ "SECONDS" : 1700000000 }'
 systemctl start sonic-alarm
 grep '^-s ALARM mast-9 port 1: no record for .* you@example.org$' /mailed/arguments

@@ -190,7 +190,7 @@ class ViewTest(PageTest):
             publish(tried + topic, RECORD % (START, 0), retain=True)
         page = self.open_page()
         wait_until(lambda: page.port("4"))
-        document = (ROOT / "doc/live.md").read_text()
+        document = (ROOT / "doc/live-access.md").read_text()
         (clear,) = re.findall("    (for topic in .*?done)", document, re.S)
         subprocess.run(["bash", "-c", clear], check=True)
         first = int(time.time()) - 30
