@@ -106,7 +106,7 @@ def rows(results):
 def port_rows(port):
     early, late = port["memory"]
     yield "**sonic-port**", "", "", None
-    for what, seconds in [("delay of the stamps behind the sending", port["stamps"]),
+    for what, seconds in [("delay of the stamps after the sending", port["stamps"]),
                           ("of a program that only reads and takes the time", port["reader"])]:
         yield (f"{what}, {RATE} Hz over {port['seconds']} s: median / 99 % / worst",
                " / ".join(f"{s * 1e6:.0f}" for s in seconds) + " µs", "", None)
