@@ -153,7 +153,7 @@ def current(folder):
     if not CURRENT.exists():
         return None
     environment = {**os.environ, "CURRENT_FOLDER": str(folder / "current"),
-                   "PATH": f"{ROOT}/tests/archive/current:{os.environ['PATH']}"}
+                   "PATH": f"{ROOT}/script/current-engine:{os.environ['PATH']}"}
 
     def query(text):
         return run("clickhouse-client", "--query", text, env=environment)

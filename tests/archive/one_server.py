@@ -18,7 +18,7 @@ class OneServerTest(ArchiveTest):
         super().setUpClass()
         if IS_CURRENT:
             os.environ["CURRENT_FOLDER"] = str(cls.folder / "current")
-            os.environ["PATH"] = f"{ROOT}/tests/archive/current:{os.environ['PATH']}"
+            os.environ["PATH"] = f"{ROOT}/script/current-engine:{os.environ['PATH']}"
         else:
             from archive_servers import Servers
             cls.server = Servers(cls.folder / "servers").start(
