@@ -17,12 +17,10 @@ import threading
 import time
 from pathlib import Path
 
+import half_hours
 from selenium import webdriver
 
 ROOT = Path(__file__).resolve().parents[1]
-sys.path.append(str(ROOT / "tests/e2e"))
-import half_hours  # noqa: E402
-
 BEGIN = "<!-- figures of script/bench-live -->"
 END = "<!-- end of figures -->"
 LOGGER = [f"/home/qelta/device/port/{port}/fast" for port in (1, 2, 4)]

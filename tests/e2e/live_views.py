@@ -1,9 +1,10 @@
 """What the live page shows of records, of messages that are none, and of the written file."""
 
 import csv
+import datetime
+import itertools
 import sys
 
-import half_hours
 from page import *
 
 sys.path.insert(0, str(ROOT / "tests"))
@@ -14,12 +15,27 @@ PATH_TO_TOOLS = {**os.environ, "PATH": f"{BUILD}/tools:{os.environ['PATH']}"}
 NOW = int(time.time()) // 1800 * 1800
 
 
+def half_hour_lines(first, count, percents=(100,)):
+    """As sonic-records prints them. The percentages of records repeat; without one there is no
+    row."""
+    lines = ["start,records,expected,percent,speed_scalar,direction,ts"]
+    for k, percent in zip(range(count), itertools.cycle(percents)):
+        start = datetime.datetime.utcfromtimestamp(first + k * 1800)
+        if percent is not None:
+            lines.append(f"{start:%Y-%m-%dT%H:%M:%SZ},{18 * percent},1800,{percent},3.1,143,21.5")
+    return lines
+
+
+def mast(lines):
+    """mast-07 with an instrument that has these half hours."""
+    return {"name": "mast-07", "instruments": [{"serial_number": "01234", "half_hours": lines}]}
+
+
 class ViewTest(PageTest):
 
     def test_values(self):
         """The page, the table that it saves and sonic-plot's say what the data files say."""
         self.open_page()
-        write_stations(half_hours.a_night_with_gaps(NOW))
         other = another_port(2)
         other.simulator("--seed 2 --errors 70 --records 200")
         other.sonicd("-r 20")
@@ -107,9 +123,21 @@ class ViewTest(PageTest):
         self.assert_says("state", "^No data for 11 min")
 
     def test_half_hours(self):
-        """What happened in the night, with the digits of the written file, also after a reload."""
-        stations = half_hours.a_night_with_gaps(NOW, mounting_angle=30)
-        lines = stations["stations"][0]["instruments"][0]["half_hours"]
+        """What happened in the night: from data files, some of them bad, to the page, with the
+        digits of the other programs."""
+        contents = [data_files.text, lambda start: data_files.text(start, 1700),
+                    lambda start: data_files.text(start, 60, step=30)]  # good, fair and poor
+        files = [data_files.write(HOME, start, contents[(k > 20) + (k > 26)](start))
+                 for k, start in enumerate(range(NOW - 1800, NOW - 200 * 1800, -1800))]
+        for k, text in (5, ""), (6, "\0" * 9999):
+            files[k].write_text(text)
+        written = RUN / "data/stations.json"
+        (RUN / "settings").write_text(json.dumps({
+            "name": "mast-07", "instruments": [{"serial_number": "01234", "mounting_angle": 30}]}))
+        subprocess.run([BUILD / "tools/sonicd-history", "--output", written, "--cache",
+                        RUN / "cache", "--settings", RUN / "settings", HOME],
+                       env=PATH_TO_TOOLS, check=True)
+        stations = json.loads(written.read_text())
         stations["stations"][0]["room"][0]["warning"] = "room for 3 days of data left"
         write_stations(stations)
         publish(self.port.topic, RECORD % (START, 0), retain=True)
@@ -120,63 +148,41 @@ class ViewTest(PageTest):
         self.assert_says("warning", "sonicd-room: room for 3 days of data left$")
         self.assert_says("direction", "^173°$")  # 143° and the mounting angle
         wait_until(lambda: page.text("title") == page.fields()["state"] + " – mast-07")
+        self.assertEqual([19, 6, 172, 2], [len(page.all(f".calendar .{quality}"))
+                                           for quality in ("good", "fair", "poor", "none")])
 
-        qualities = ["good", "fair", "poor", "none"]
-        self.assertEqual([364, 6, 6, 8],
-                         [len(page.all(f".calendar .{quality}")) for quality in qualities])
-        night = page.all(".calendar .poor")[0]
-        page.script("arguments[0].click()", night)
-        row = dict(zip(lines[0].split(","), lines[339].split(",")))
+        table = self.shown_table()
+        self.assertIn("mast-07 instrument 01234", page.text(".half-hours caption"))
+        for program in ["sonic-records", "--half-hours"], [ROOT / "tools/sonic-plot", "--table"]:
+            printed = subprocess.run([*program, *files], capture_output=True, text=True,
+                                     env=PATH_TO_TOOLS).stdout
+            self.assertEqual(printed.replace("\t", ",").splitlines(),
+                             [line.rpartition(",")[0] for line in table])
+        page.script("arguments[0].click()", page.all(".calendar .poor")[0])
         readout = page.text(".readout")
-        for part in (row["start"][:16].replace("T", " "), "17856 of 57600 records (31.00 %)",
-                     f"speed {row['speed_scalar']} m/s, gust {row['gust']} m/s",
+        (line,) = [line for line in table if line[:16] == readout[:16].replace(" ", "T")]
+        row = dict(zip(table[0].split(","), line.split(",")))
+        for part in (f"60 of 1800 records ({row['percent']} %)",
+                     f"speed {row['speed_scalar']} m/s, gust {row['gust'] or '–'} m/s",
                      f"from {(float(row['direction']) + 30) % 360:.2f}°",
                      f"u* {row['ustar']} m/s (flag 2), w'T' {row['wt']} m/s °C (flag 2)"):
             self.assertIn(part, readout)
         page.script("document.querySelector('.calendar').dispatchEvent("
                     "new KeyboardEvent('keydown', {key: 'ArrowLeft'}))")
         self.assertNotEqual(readout, page.text(".readout"))
-
-        self.assertEqual(lines, [line.rpartition(",")[0] for line in self.shown_table()])
-        self.assertIn("mast-07 instrument 01234", page.text(".half-hours caption"))
         page.click("1", "[data-action=day]")
-        wait_until(lambda: len(page.all(".half-hours tbody tr")) == 48 - 6)
-
-    def test_the_night(self):
-        """From data files, some of them bad, to the page with the digits of the other programs."""
-        files = [data_files.write(HOME, start, data_files.text(start, 60, step=30))
-                 for start in range(NOW - 1800, NOW - 200 * 1800, -1800)]
-        for k, contents in (5, ""), (6, "\0" * 9999):
-            files[k].write_text(contents)
-        subprocess.run([BUILD / "tools/sonicd-history", "--output", RUN / "data/stations.json",
-                        "--cache", RUN / "cache", HOME], env=PATH_TO_TOOLS, check=True)
-        publish(self.port.topic, RECORD % (START, 0), retain=True)
-        page = self.open_page()
-        table = self.shown_table()
-        for program in ["sonic-records", "--half-hours"], [ROOT / "tools/sonic-plot", "--table"]:
-            printed = subprocess.run([*program, *files], capture_output=True, text=True,
-                                     env=PATH_TO_TOOLS).stdout
-            self.assertEqual(printed.replace("\t", ",").splitlines(), table)
-        cell = page.all(".calendar .poor")[0]
-        page.script("arguments[0].click()", cell)
-        readout = page.text(".readout")
-        (line,) = [line for line in table if line[:16] == readout[:16].replace(" ", "T")]
-        row = dict(zip(table[0].split(","), line.split(",")))
-        for part in f"speed {row['speed_scalar']} m/s", f"from {row['direction']}°", row["ustar"]:
-            self.assertIn(part, readout)
-        self.assertIn("Room for", page.text(".history"))
+        wait_until(lambda: len(page.all(".half-hours tbody tr")) == 48 - 2)
 
     def test_months_of_an_archive(self):
         """Months are read until there are eight days, and then when somebody goes back to them;
         also when the broker knows nothing of the mast."""
-        mast = {"name": "mast-07", "instruments": [{"serial_number": "01234"}]}
+        index = mast([]) | {"files": {}}
         months = [("10", 9, 8), ("11", 3, 5), ("12", 0, 3)]  # how many days before now, how many
         for name, before, days in months:
-            lines = half_hours.lines(NOW - before * half_hours.DAY, days)
-            station = {**mast, "instruments": [{"serial_number": "01234", "half_hours": lines}]}
-            write_stations(half_hours.stations_file([station], NOW), f"{name}.json")
-        mast["files"] = {f"2026-{name}": f"{name}.json" for name, *_ in months}
-        write_stations(half_hours.stations_file([mast], NOW))
+            lines = half_hour_lines(NOW - (before + days) * 86400, 48 * days)
+            write_stations(mast(lines), f"{name}.json")
+            index["files"][f"2026-{name}"] = f"{name}.json"
+        write_stations(index)
         page = self.open_page()
         wait_until(lambda: len(page.all(".calendar .good")) == 8 * 48)
         page.click("/", ".history [data-action=back]")
@@ -232,7 +238,7 @@ class ViewTest(PageTest):
 
     def test_for_everybody(self):
         """What a checker of accessibility finds in a page with all of its parts."""
-        write_stations(half_hours.a_night_with_gaps(NOW))
+        write_stations(mast(half_hour_lines(NOW - 99 * 1800, 99, (100, 95, 50, None))))
         publish(self.port.topic.replace("1", "2"), "{", retain=True)
         page = self.open_page()
         publish(self.port.topic, RECORD % (START + 2, 0))

@@ -105,7 +105,10 @@ def publish(topic, *texts, retain=False):
 
 
 def write_stations(stations, name="stations.json"):
-    """Puts a file with half hours beside the page."""
+    """Puts a file with half hours beside the page: the whole file, or its only station."""
+    if "stations" not in stations:
+        written = time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime())
+        stations = {"format": 1, "written": written, "stations": [stations]}
     (RUN / "data" / name).write_text(json.dumps(stations))
 
 
