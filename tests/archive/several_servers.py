@@ -17,6 +17,7 @@ class Cluster(ArchiveTest):
 
     SETTINGS = []  # for sonic-servers
     ENGINES = []   # for sonic-tables
+    SHARDS = 2
 
     def setUp(self):
         self.conf = self.folder / self.id() / "conf"
@@ -26,6 +27,8 @@ class Cluster(ArchiveTest):
         self.first_days = [half_hour(48 * day) for day in range(8)]
         os.makedirs("/etc/sonic-archive", exist_ok=True)
         self.add_servers("archive-1", "archive-2")
+        for host in self.hosts:
+            self.make_tables(host, f"--shards={self.SHARDS}")
 
     def add_servers(self, *hosts):
         """Writes the configuration of all servers, starts the new ones and makes their tables. The
@@ -76,11 +79,6 @@ class Cluster(ArchiveTest):
 
 
 class ShardsTest(Cluster):
-    def setUp(self):
-        super().setUp()
-        for host in self.hosts:
-            self.make_tables(host, "--shards=2")
-
     def test_a_server_that_goes_away(self):
         self.fill(self.first_days[:4])
         self.assertGreater(min(map(self.records_on, self.hosts)), 0)
@@ -211,13 +209,12 @@ class CommandLineTest(ArchiveTest):
 class ReplicasTest(Cluster):
     SETTINGS = ["--replicas=2", "--coordinator=coordinator"]
     ENGINES = ["--replicated"]
+    SHARDS = 1
 
     def setUp(self):
         coordinator = Servers(self.folder / "coordinator").start_coordinator()
         self.addCleanup(coordinator.kill)
         super().setUp()
-        for host in self.hosts:
-            self.make_tables(host, "--shards=1")
 
     def assert_each_has(self, station):
         for host in self.hosts:

@@ -148,14 +148,6 @@ test('records a second, by their arrival', () => {
   }
 });
 
-test('data that stop and are back', () => {
-  const {port, events} = portAfter(steady(0, 2, 0));
-  port.dataStopped();
-  port.dataStopped();
-  handle(port, 'fast', message(START + 16), 16);
-  assert.deepEqual(events.slice(0, 2), ['Data stopped', 'Data are back after 14 s']);
-});
-
 test('messages that are no records are counted for ten minutes', () => {
   const good = message(START);
   const cases = ['null', '7', '[]', '{', good.replace('1700002000', '8639999999999'),

@@ -2,32 +2,23 @@
 
 from harness import MachineTest, long
 
-SET_BY_DAEMON = "operate mode, 38400 baud, {} Hz, averaging 0, errors included, format 5ABEC"
-
+SET_BY_DAEMON = "operate mode, 38400 baud, 32 Hz, averaging 0, errors included, format 5ABEC"
 RECORDS = 40
 
 
 class StartsTest(MachineTest):
 
-    def sonicd(self, options="", line=1):
+    def sonicd(self, line=1):
         """Starts a daemon that ends after some records, on its console. Returns the file to which
         it prints."""
         log = f"/tmp/ttyS{line}.log"
-        self.start(f"sonicd -p ttyS{line} -c -n {RECORDS} {options}", log)
+        self.start(f"sonicd -p ttyS{line} -c -n {RECORDS}", log)
         return log
 
-    def assert_samples(self, log, instrument, rate=32):
+    def assert_samples(self, log, instrument):
         self.wait_until(f"[ $(grep -c ^DATA_SONIC.[0-9] {log}) -ge {RECORDS} ]")
         self.assertEqual("", self.run(f"grep EXCEPTION {log} || true"))
-        self.assertIsNotNone(instrument.seen(SET_BY_DAEMON.format(rate)))
-
-    @long
-    def test_wrong_rate_and_other_starts(self):
-        wrong = self.attach("--baud 4800 --state top --averaging 3 --format nmea")
-        menu = self.attach("--baud 19200 --state sub --paging --error-handling omit", line=2)
-        logs = self.sonicd(line=1), self.sonicd(line=2)
-        for log, instrument in zip(logs, (wrong, menu)):
-            self.assert_samples(log, instrument)
+        self.assertIsNotNone(instrument.seen(SET_BY_DAEMON))
 
     @long
     def test_each_state_at_each_speed(self):
@@ -35,17 +26,9 @@ class StartsTest(MachineTest):
             for states in ("operate", "top"), ("sub", "sub --paging"):
                 instruments = [self.attach(f"--baud {baud} --state {state}", line)
                                for line, state in enumerate(states, 1)]
-                logs = [self.sonicd(line=line) for line in (1, 2)]
+                logs = [self.sonicd(line) for line in (1, 2)]
                 for log, instrument in zip(logs, instruments):
                     self.assert_samples(log, instrument)
-
-    @long
-    def test_each_output_rate(self):
-        for rates in (4, 5), (8, 10), (16, 20):
-            instruments = [self.attach("", line) for line in (1, 2)]
-            logs = [self.sonicd(f"-r {rate}", line) for line, rate in enumerate(rates, 1)]
-            for log, instrument, rate in zip(logs, instruments, rates):
-                self.assert_samples(log, instrument, rate)
 
     @long
     def test_nothing_answers(self):
