@@ -4,8 +4,14 @@ import math
 import random
 
 HALF_HOUR = 1800
-HEAD = "Model\tRM Young 81000 V\nSN\t{}\nVersion\t4.10\nRate\t1\n" + \
+HEAD = "Model\tRM Young 81000 V\nSN\t{}\nVersion\t4.10\nRate\t{}\n" + \
     "DATA_SONICH\tSECONDS\tNANOSECONDS\tu\tv\tw\tsos\tts\tdiag\tchk\n"
+
+
+def line(*values):
+    """A record's line: its values from the seconds to diag, with their checksum."""
+    start = "\t".join(["DATA_SONIC", *map(str, values), ""])
+    return f"{start}{sum(start.encode()) % 256:3d}"
 
 
 def text(first, count=HALF_HOUR, serial_number="01234", step=1):
@@ -14,10 +20,9 @@ def text(first, count=HALF_HOUR, serial_number="01234", step=1):
     lines = []
     for second in range(first, first + count * step, step):
         u, v, w = 3 + math.sin(second / 9000) + rng.gauss(0, 1), rng.gauss(-1, 1), rng.gauss(0, 0.3)
-        line = (f"DATA_SONIC\t{second}\t0\t{u:.2f}\t{v:.2f}\t{w:.2f}\t343.21\t"
-                f"{20 + w / 2:.2f}\t0\t")
-        lines.append(f"{line}{sum(line.encode()) % 256:3d}\n")
-    return HEAD.format(serial_number) + "".join(lines)
+        values = [f"{x:.2f}" for x in (u, v, w, 343.21, 20 + w / 2)]
+        lines.append(line(second, 0, *values, 0) + "\n")
+    return HEAD.format(serial_number, 1) + "".join(lines)
 
 
 def write(folder, start, contents=None, serial_number="01234"):

@@ -8,7 +8,8 @@ ARCHIVE_ENGINE=current /usr/bin/python3 -B one_server.py
 
 folder=$(mktemp -d)
 trap 'rm -r "$folder"' EXIT
-export PATH=$(realpath ../../script/current-engine):$BUILD_TOOLS:$PATH
+engine=$(realpath ../../script/current-engine)
+export PATH=$engine:$BUILD_TOOLS:$PATH
 cd "$folder"
 mkdir mast-07
 "$BUILD_TOOLS/../simulator/make-files" mast-07 1700001000 3600 7

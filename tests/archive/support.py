@@ -17,11 +17,11 @@ import tempfile
 import unittest
 from pathlib import Path
 
+import data_files
+
 ROOT = Path(__file__).resolve().parents[2]
 START = 1700001000  # of the first half hour
 RATE = 4
-HEAD = ("Model\tRM Young 81000 V\nSN\t01234\nVersion\t4.10\nRate\t{rate}\n"
-        "DATA_SONICH\tSECONDS\tNANOSECONDS\tu\tv\tw\tsos\tts\tdiag\tchk\n")
 unittest.TestCase.maxDiff = 2000
 
 
@@ -36,15 +36,6 @@ def record(i, values=None, start=START, rate=RATE):
 
 def half_hour(number, rate=RATE):
     return [record(i, start=START + 1800 * number, rate=rate) for i in range(1800 * rate)]
-
-
-def line(one):
-    text = "DATA_SONIC\t" + "".join(f"{value}\t" for value in one)
-    return f"{text}{sum(text.encode()) % 256:3}\n"
-
-
-def file_text(records, rate=RATE):
-    return HEAD.format(rate=rate) + "".join(map(line, records))
 
 
 class ArchiveTest(unittest.TestCase):
@@ -65,7 +56,8 @@ class ArchiveTest(unittest.TestCase):
         os.makedirs(folder, exist_ok=True)
         path = os.path.join(folder, name if isinstance(name, bytes) else str(name).encode())
         with open(path, "w", encoding="ascii") as file:
-            file.write(file_text(records, rate))
+            file.write(data_files.HEAD.format("01234", rate))
+            file.writelines(data_files.line(*values) + "\n" for values in records)
         return path
 
     def run_program(self, *command, status=0, path=None, **arguments):

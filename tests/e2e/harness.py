@@ -26,6 +26,8 @@ import unittest
 from itertools import groupby
 from pathlib import Path
 
+import data_files
+
 ROOT = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("BUILD", ROOT / "build/default"))
 SONICD = BUILD / "src/sonicd"
@@ -168,11 +170,6 @@ def stamp(line):
     return tuple(int(field) for field in line.split("\t")[1:3])
 
 
-def data_line(sec, nsec, values):
-    line = "\t".join(["DATA_SONIC", str(sec), str(nsec), *values, ""])
-    return line + f"{sum(line.encode()) % 256:3d}"
-
-
 def payload(line):
     """What is published for a data line."""
     fields = dict(zip(COLUMNS, line.split("\t")))
@@ -232,7 +229,7 @@ class DeviceTest(unittest.TestCase):
 
     def assert_right(self, lines, stamps):
         for line in lines:
-            self.assertEqual(line, data_line(*stamp(line), line.split("\t")[3:9]))
+            self.assertEqual(line, data_files.line(*stamp(line), *line.split("\t")[3:9]))
         self.assertEqual(stamps, [stamp(line) for line in lines])
 
     def assert_recorded(self, stamps, **options):

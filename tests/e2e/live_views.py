@@ -3,12 +3,8 @@
 import csv
 import datetime
 import itertools
-import sys
 
 from page import *
-
-sys.path.insert(0, str(ROOT / "tests"))
-import data_files  # noqa: E402
 
 AXE = ROOT / "live/node_modules/axe-core/axe.min.js"
 PATH_TO_TOOLS = {**os.environ, "PATH": f"{BUILD}/tools:{os.environ['PATH']}"}

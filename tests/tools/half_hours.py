@@ -14,6 +14,7 @@ import re
 from decimal import ROUND_FLOOR, ROUND_HALF_EVEN, Decimal
 from pathlib import Path
 
+import data_files
 import numpy
 
 LINE = re.compile(rb"^(DATA_SONIC\t(\d{1,10})\t(\d{1,9})((?:\t-?\d+\.\d+){5})\t(\d+)\t)([ \d]{3})$")
@@ -213,11 +214,6 @@ def statistics(records, start, length, options):
     return row
 
 
-def line(time, values, diag):
-    text = f"DATA_SONIC\t{time // 10**9}\t{time % 10**9}\t" + "\t".join(values) + f"\t{diag}\t"
-    return text + f"{sum(text.encode()) % 256:3d}"
-
-
 def make(seed):
     """Lines of a file."""
     chance = random.Random(seed)
@@ -243,7 +239,7 @@ def make(seed):
         if chance.random() < 0.002:
             values[chance.randrange(5)] += chance.choice([-1, 1]) * chance.choice([5, 500, 80000])
         diag = chance.randrange(9) if chance.random() < 0.003 else 0
-        record = line(stamp, [f"{x:.{digits}f}" for x in values], diag)
+        record = data_files.line(*divmod(stamp, 10**9), *[f"{x:.{digits}f}" for x in values], diag)
         yield record
         if chance.random() < 0.002:
             yield record

@@ -10,9 +10,8 @@ import time
 import unittest
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1]))
-import data_files  # noqa: E402
-from data_files import HALF_HOUR  # noqa: E402
+import data_files
+from data_files import HALF_HOUR
 
 TOOLS = Path(sys.argv.pop(1)) / "tools"
 NOW = int(time.time())

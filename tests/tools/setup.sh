@@ -4,7 +4,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 PATH=$1/src:$1/port:$1/simulator:$1/tools:$PATH
-export PYTHONDONTWRITEBYTECODE=1
+export PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$here/..
 if [[ ! ${DEVICE_RUN-} ]]; then
   DEVICE_RUN=$(mktemp -d)
   trap 'rm -rf "$DEVICE_RUN"' EXIT
