@@ -16,7 +16,7 @@ line=0
 for name in gpio13 gpio66 gpio9; do
   mkdir "/sys/class/gpio/$name"
   if [ -n "$chip" ]; then
-    device=${chip%/*}/gpio$((first + line))
+    device=$(find "${chip%/gpio/*}/" -maxdepth 3 -type d -name "gpio$((first + line))")
     echo out >"$device/direction"
     mount --bind "$device" "/sys/class/gpio/$name"
     line=$((line + 1))

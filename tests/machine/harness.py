@@ -97,6 +97,15 @@ class MachineTest(unittest.TestCase):
         self.guest = self.installed.booted(self.guest.disk, self.folder, options=options)
         self.lines = Lines(self.guest)
 
+    def reboot(self):
+        """By systemctl. The agent answers until the services end, so the emulator's word counts."""
+        monitor = self.guest.monitor
+        monitor.socket.settimeout(SET_UP_SECONDS)
+        self.guest.start("systemctl reboot")
+        while json.loads(monitor.lines.readline()).get("event") != "RESET":
+            pass
+        self.guest.wait_until_up()
+
     # What users do
 
     def documented(self, document, command, **put_in):

@@ -42,7 +42,6 @@ class PlugTest(MachineTest):
         since = self.now()
         self.plug("--raw")
         self.wait_for_records(50, since=since)
-        self.run("systemctl reboot", seconds=5)
-        self.guest.wait_until_up()
+        self.reboot()
         since = self.now()
         self.wait_for_records(50, since=since)

@@ -1,7 +1,5 @@
 """A logger that loses its power, and has it again."""
 
-import time
-
 from harness import START, MachineTest
 
 SECONDS = 5  # of records are lost at most
@@ -15,7 +13,7 @@ class PowerCutTest(MachineTest):
         self.run("systemctl enable --now sonicd@ttyS1")
         self.wait_for_records(500)
         last = self.summary()["last"]
-        time.sleep(SECONDS)
+        self.run(f"sleep {SECONDS}")
         self.boot_again()
         self.attach(start=START + 300)
         seen = self.summary()

@@ -10,14 +10,17 @@ class StartsTest(MachineTest):
 
     def sonicd(self, line=1):
         """Starts a daemon that ends after some records, on its console. Returns the file to which
-        it prints."""
+        it prints, and its exit status in the end."""
         log = f"/tmp/ttyS{line}.log"
-        self.start(f"sonicd -p ttyS{line} -c -n {RECORDS}", log)
+        self.run(f"rm -f {log}")
+        self.start(f"sh -c 'sonicd -p ttyS{line} -c -n {RECORDS}; echo ended with $?'", log)
         return log
 
     def assert_samples(self, log, instrument):
-        self.wait_until(f"[ $(grep -c ^DATA_SONIC.[0-9] {log}) -ge {RECORDS} ]")
-        self.assertEqual("", self.run(f"grep EXCEPTION {log} || true"))
+        # Until it has ended: otherwise it takes bytes that the next one on this line waits for.
+        self.wait_until(f"grep '^ended with' {log}")
+        self.assertEqual("ended with 0", self.run(f"tail -n 1 {log}").strip())
+        self.assertGreaterEqual(int(self.run(f"grep -c ^DATA_SONIC.[0-9] {log}")), RECORDS)
         self.assertIsNotNone(instrument.seen(SET_BY_DAEMON))
 
     @long
