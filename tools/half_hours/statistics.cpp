@@ -158,6 +158,8 @@ Statistics statistics_of(std::vector<Sample>& samples, uint64_t start,
                          const StatisticsOptions& options) {
   Statistics row;
   row.start = start;
+  // Of all values, since an archive does not know the order of arrival of records with one stamp.
+  if (!std::is_sorted(samples.begin(), samples.end())) std::sort(samples.begin(), samples.end());
   put_in_order(samples);
   if (samples.empty()) return row;
   const uint64_t end = start + options.period;
