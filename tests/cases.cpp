@@ -89,32 +89,6 @@ void fold(std::string& seen, const std::string& name, const std::string& text) {
   }
 }
 
-// Lines that only count become one: "timeout=2..59".
-std::string fold_counts(const std::string& seen) {
-  std::istringstream all(seen);
-  std::string result;
-  std::string start;  // of the line before, up to its number
-  uint64_t number = 0;
-  bool is_run = false;
-  for (std::string line; std::getline(all, line);) {
-    const size_t digits = line.find_last_not_of("0123456789") + 1;
-    const bool has_number = digits > 0 && digits < line.size() && line[digits - 1] == '=';
-    const uint64_t found = has_number ? std::stoull(line.substr(digits)) : 0;
-    if (has_number && line.compare(0, digits, start) == 0 && found == number + 1) {
-      if (is_run) result.erase(result.rfind(".."));
-      if (!is_run) result.pop_back();
-      result += ".." + std::to_string(found) + "\n";
-      is_run = true;
-    } else {
-      result += line + "\n";
-      is_run = false;
-    }
-    start = has_number ? line.substr(0, digits) : "";
-    number = found;
-  }
-  return result;
-}
-
 // A transcript as it stands in a file.
 std::string lines(std::string seen, const std::vector<std::string>& folds) {
   for (const auto& [escape, byte] : ESCAPES) {
@@ -126,7 +100,6 @@ std::string lines(std::string seen, const std::vector<std::string>& folds) {
     seen.replace(at, end - at, "x{" + std::to_string(end - at) + "}");
   }
   for (const auto& [start, end] : NAMES) seen = without(seen, start, end);
-  seen = fold_counts(seen);
   for (const std::string& line : folds) {
     std::istringstream words(line);
     std::string name;
@@ -172,14 +145,11 @@ void read_line(const std::string& text, const Calls& calls, Case& c) {
   std::istringstream line(text);
   std::string word;
   line >> word;
-  if (word == "call" || word == "trace" || word == "try") {
+  if (word == "call" || word == "trace") {
     const bool verbose = word == "trace";
-    const bool goes_on = word == "try";
     line >> word;
     c.calls.push_back([=, call = calls.at(word), argument = next_text(line)](Serial& port) {
-      const auto action = [&] { call(port, argument, verbose); };
-      if (!goes_on) return action();
-      const std::string outcome = thrown_by(action);
+      const std::string outcome = thrown_by([&] { call(port, argument, verbose); });
       if (outcome != NOTHING_THROWN) std::cout << "! " << outcome << std::endl;
     });
   } else if (word == "echo") {
