@@ -61,7 +61,6 @@ std::string lines_of(const std::string& word) {
   }
   if (word == "error") return std::string(ERROR_TAG) + "\tnoise\n";
   if (word == "bad") return "DATA_SONIC\t1\t0\t1.0\t1.0\t1.0\t1.0\t1.0\t0\t  0\n";
-  if (word == "crlf") return "DATA_SONIC\t1\t0\t1.0\t1.0\t1.0\t1.0\t1.0\t0\t 30\r\n";
   if (word.rfind("values=", 0) == 0)
     return data_line(1, 0, transform_commas_to_tabs(argument)) + "\n";
   if (word.rfind("seconds=", 0) == 0) return data_line(std::stoull(argument), 0, GOOD) + "\n";
@@ -111,7 +110,6 @@ std::string counts(const Summary& s) {
   add("failed", s.failed);
   add("left out", s.left_out);
   add("errors", s.errors);
-  add("CR LF", s.has_crlf ? 1 : 0);
   return text.str();
 }
 

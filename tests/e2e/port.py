@@ -167,15 +167,14 @@ class ChainTest(DeviceTest):
         self.assertEqual(count, len(lines))
         return lines
 
-    def assert_came(self, sent, errors=()):
-        """Each of these lines is a record in the file and on its topic, or an error in the file."""
+    def assert_came(self, sent):
+        """Each of these lines is a record in the file and on its topic."""
         files = self.port.home.glob("*.young_81000_v.01234")
         text = "".join(file.read_text("latin-1") for file in files)
         lines = re.findall("DATA_SONIC\t.*", text)
         values = [line.split("\t")[3:9] for line in lines]
         self.assertEqual([line.split()[:6] for line in sent], values)
         self.assert_heard("/fast", [payload(line) for line in lines])
-        self.assertEqual(list(errors), re.findall("DATAERROR\t(?:.*,..,)?(.*)", text))
 
     def test_every_setting_wrong(self):
         self.start("--baud 9600 --rate 20 --averaging 2 --error-handling omit --format nmea "
@@ -188,20 +187,6 @@ class ChainTest(DeviceTest):
         trace = self.port.driver.output
         self.assertEqual(["19200", "9600", "38400"], re.findall("port: (\\d+) baud\n", trace))
         self.assertGreaterEqual(trace.count(" ms later\n"), 100)
-
-    def test_noise_damaged_and_cut_lines(self):
-        good = self.lines_of_run(40)
-        bad = ["#" + good[0], good[1][:30], good[2][20:], good[3][:-1] + "x", "", "no record",
-               good[4][:20] + "\xff\x80" + good[4][20:]]
-        lines = good[:5]
-        for k, line in enumerate(bad):
-            lines += [line, good[5 + k]]
-        lines += good[5 + len(bad):]
-        (RUN / "lines").write_text("".join(line + "\r" for line in lines), "latin-1", newline="")
-        self.start(f"--replay {RUN}/lines")
-        self.daemon.wait_for("timeout=1")
-        self.interrupt()
-        self.assert_came(good, bad)
 
     def test_unplugged_and_back(self):
         self.start()
