@@ -1,5 +1,5 @@
-// Statistics of half hours over records whose answers are known. Sessions hold whole tables against
-// an independent calculation.
+// Statistics of half hours over records whose answers are known, at the limits of their rules. A
+// session compares whole tables with an independent calculation.
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,6 @@
 #include "support.h"
 #include "tools/half_hours/columns.h"
 #include "tools/half_hours/decimal.h"
-#include "tools/half_hours/planes.h"
-#include "tools/half_hours/spikes.h"
 #include "tools/half_hours/statistics.h"
 
 namespace sonic::records {
@@ -71,62 +69,6 @@ double plus_or_minus(int i) { return i % 2 == 0 ? 1 : -1; }
 
 }  // namespace
 
-TEST(HalfHoursTest, TakesValuesToFourDigits) {
-  struct {
-    const char* text;
-    Values values;  // u, v, w, ts, sos
-  } cases[] = {
-      {"1.23\t-0.45\t0.07\t343.21\t21.50\t0", {12300, -4500, 700, 215000, 3432100}},
-      {"0.00004\t0.00005\t-0.00005\t-0.000049\t9.99995\t0", {0, 1, -1, 100000, 0}},
-      {"099999.99994\t-99999.9\t1.0\t1.0\t1.0\t7", {999999999, -999999000, 10000, 10000, 10000}},
-  };
-  for (const auto& c : cases) EXPECT_EQ(c.values, parse_values(c.text)) << c.text;
-  EXPECT_FALSE(parse_values("1.0\t1.0\t1.0\t1.0\t-100000.0\t0"));
-  EXPECT_FALSE(parse_values("99999999999999999999.0\t1.0\t1.0\t1.0\t1.0\t0"));
-}
-
-TEST(HalfHoursTest, RoundsHalvesUpWhateverTheLastBit) {
-  struct {
-    double value;
-    int digits;
-    const char* text;
-  } cases[] = {
-      {1.00005, 4, "1.0001"},
-      {-1.00005, 4, "-1.0000"},
-      {1.000049999, 4, "1.0000"},
-      {0.00015, 4, "0.0002"},
-      {-0.00005, 4, "0.0000"},
-      {-0.000051, 4, "-0.0001"},
-      {-0.0, 2, "0.00"},
-      {2.5, 0, "3"},
-      {-0.25, 0, "0"},
-      {-3.14159, 2, "-3.14"},
-      {1e-9, 9, "0.000000001"},
-      {999999999.995, 2, "1000000000.00"},
-      {1e12, 1, "1000000000000.0"},
-  };
-  for (const auto& c : cases) EXPECT_EQ(c.text, fixed_text(c.value, c.digits)) << c.value;
-}
-
-TEST(HalfHoursTest, FindsTheCovarianceOfSines) {
-  const auto angle = [](int i) { return 2 * M_PI * i / 600; };
-  auto samples = half_hour([&](int i) {
-    return Wind{4 + 2 * std::sin(angle(i)), 1, 0.5 * std::sin(angle(i) + M_PI / 3),
-                20 - std::sin(angle(i))};
-  });
-  const Statistics row = statistics_of(samples, START, unrotated());
-  EXPECT_NEAR(2, row.cov_uu, 1e-4);
-  EXPECT_NEAR(0.25, row.cov_uw, 1e-4);
-  EXPECT_NEAR(-0.125, row.cov_wt, 1e-4);
-  EXPECT_NEAR(-1, row.cov_ut, 1e-4);
-  EXPECT_NEAR(0.5, row.cov_tt, 1e-4);
-  EXPECT_EQ(0, row.cov_vv);
-  EXPECT_NEAR(0.5, row.ustar, 1e-4);
-  EXPECT_NEAR(1.0625, row.tke, 1e-4);
-  EXPECT_NEAR(1.5, row.kurt_ts, 1e-3);
-  EXPECT_NEAR(std::sqrt(17), row.speed, 1e-4);
-}
-
 TEST(HalfHoursTest, DoesNotDependOnTheOrderOfRecords) {
   std::mt19937 random(1);
   const auto value = [&] { return static_cast<double>(random() % 2001) / 100 - 10; };
@@ -168,11 +110,7 @@ TEST(HalfHoursTest, TurnsTheAxesIntoTheMeanWind) {
   auto samples = half_hour(tilted);
   const Statistics row = statistics_of(samples, START, {});
   EXPECT_NEAR(-0.02, row.uw, 2e-5);
-  EXPECT_NEAR(0, row.vw, 1e-5);
   EXPECT_NEAR(-0.05, row.wt, 2e-5);
-  EXPECT_NEAR(std::sqrt(0.02), row.ustar, 1e-4);
-  EXPECT_NEAR(5, row.speed, 1e-4);
-  EXPECT_NEAR(360 + std::atan2(std::cos(2.2), std::sin(2.2)) * 180 / M_PI, row.direction, 1e-2);
 
   // The same plane by a planar fit; north winds have none.
   StatisticsOptions planar;
@@ -255,47 +193,6 @@ TEST(HalfHoursTest, TellsWhetherAFluxIsStationary) {
   EXPECT_TRUE(std::isnan(statistics_of(samples, START, unrotated()).steady_wt));
 }
 
-TEST(HalfHoursTest, ComparesTurbulenceWithItsModels) {
-  // u* is 0.3 m/s and the temperature 20 °C; ratios and models by hand.
-  const double per_flux = -0.4 * 9.81 * 10 / (0.027 * 293.15);  // z / L of a flux of 1 at 10 m
-  struct {
-    double stability;
-    double latitude;
-    double model_u;
-    double model_w;
-  } cases[] = {
-      {-1, NAN, 4.15, 2.0},
-      {-0.5, 50, 3.8055, 1.8340},
-      {-0.033, 50, 2.7091, 1.3056},
-      {-0.031, 50, 2.7, 1.3},
-      {0.1, NAN, 2.7, 1.3},
-      {0.1, -50, 2.82597, 1.44194},  // f / u* = 3.72405e-4, whose logarithm is -7.89553
-      {0.39, 50, 2.82597, 1.44194},
-      {0.41, 50, NAN, NAN},
-  };
-  for (const auto& c : cases) {
-    CovarianceMatrix covariance = {};
-    covariance[U][U] = 0.81;
-    covariance[W][W] = 0.09;
-    covariance[U][W] = covariance[W][U] = -0.09;
-    covariance[W][TS] = covariance[TS][W] = c.stability / per_flux;
-    const Turbulence t = turbulence_of(covariance, 20, {10, c.latitude, NAN});
-    EXPECT_NEAR(0.3, t.friction_velocity, 1e-9);
-    EXPECT_NEAR(c.stability, t.stability, 1e-9);
-    EXPECT_NEAR(10 / c.stability, t.obukhov_length, 1e-6);
-    if (std::isnan(c.model_u)) {
-      EXPECT_TRUE(std::isnan(t.deviation_u) && std::isnan(t.deviation_w)) << c.stability;
-      continue;
-    }
-    EXPECT_NEAR(100 * std::abs(1 - 3 / c.model_u), t.deviation_u, 0.01) << c.stability;
-    EXPECT_NEAR(100 * std::abs(1 - 1 / c.model_w), t.deviation_w, 0.01) << c.stability;
-  }
-  // 1013.25 hPa over 287.05 J/(kg K) at 20 °C: 1.2041 kg/m3
-  CovarianceMatrix covariance = {};
-  covariance[U][W] = -0.09;
-  EXPECT_NEAR(-0.10837, turbulence_of(covariance, 20, {NAN, NAN, 1013.25}).stress, 1e-5);
-}
-
 TEST(HalfHoursTest, TakesTheHighestMeanOfThreeSecondsAsGust) {
   const auto peak = [](int from, int to, double speed) {
     return [=](int i) { return Wind{0, i >= from && i < to ? -speed : -2, 0, 0}; };
@@ -316,20 +213,9 @@ TEST(HalfHoursTest, TakesTheHighestMeanOfThreeSecondsAsGust) {
   EXPECT_EQ("5.3333", gust(other_rate));
 }
 
-TEST(HalfHoursTest, SpreadsDirectionsAroundTheCircle) {
+TEST(HalfHoursTest, HasNoDirectionOf360AndNoneInACalm) {
   EXPECT_EQ(0, direction_of(0, 1));
   EXPECT_EQ(270, direction_of(-1, 0));
-  // From 350 and 10 degrees in turns: the mean is north, and e = sin(10 degrees).
-  auto samples = half_hour([](int i) {
-    const double angle = plus_or_minus(i) * M_PI / 18;
-    return Wind{3 * std::sin(angle), 3 * std::cos(angle), 0, 0};
-  });
-  const Statistics row = statistics_of(samples, START, {});
-  const double e = std::sin(M_PI / 18);
-  EXPECT_EQ("0.00", fixed_text(row.direction, 2));
-  EXPECT_NEAR(10 * (1 + 0.1547 * e * e * e), row.sd_direction, 1e-3);
-  EXPECT_NEAR(3, row.speed_scalar, 1e-4);
-  EXPECT_NEAR(3 * std::cos(M_PI / 18), row.speed, 1e-4);
   auto west_of_north = half_hour([](int) { return Wind{-0.0001, 3, 0, 0}; }, 1);
   EXPECT_EQ("0.00", fixed_text(statistics_of(west_of_north, START, {}).direction, 2));
   auto calm = half_hour([](int) { return Wind{}; });
@@ -360,34 +246,6 @@ TEST(HalfHoursTest, CountsWhatIsThereAndWhatIsMissing) {
   auto faults = half_hour([](int) { return Wind{1, 1, 1, 1}; }, 3);
   for (Sample& s : faults) s.diag = 1;
   EXPECT_EQ(0u, all_cells(faults).find("0 18000 0.00 3 1 0 - - ")) << all_cells(faults);
-}
-
-TEST(HalfHoursTest, ReadsThePlanesOfAFit) {
-  const std::string head = "from\tto\tperiods\tb0\tb1\tb2\n";
-  const std::string path = testing::TempDir() + "planes";
-  const auto read = [&](const std::string& text) {
-    std::ofstream(path) << text;
-    return read_planes(path);
-  };
-  const auto planes = read(head + "0\t180\t99\t0.01\t-0.02\t1e-3\n180\t360\t7\t0\t0\t0\n");
-  ASSERT_EQ(2u, planes.size());
-  EXPECT_EQ(180, planes[0].to);
-  EXPECT_EQ(-0.02, planes[0].b1);
-  EXPECT_EQ(0.001, planes[0].b2);
-  const std::string no_fit = path + ": no planar fit, as sonic-plot --planar-fit writes it";
-  struct {
-    std::string text;
-    std::string why;
-  } cases[] = {
-      {"", no_fit},
-      {"from\tto\n", no_fit},
-      {head, path + ": no plane"},
-      {head + "0\t360\t9\t0\t0\n", path + ": '0\t360\t9\t0\t0' is not a plane"},
-      {head + "0\t360\t9\t0\t0\tnan\n", path + ": '0\t360\t9\t0\t0\tnan' is not a plane"},
-      {head + "0\t361\t9\t0\t0\t0\n", path + ": '0\t361\t9\t0\t0\t0' is not a plane"},
-      {head + "0\t360\t9\t0\t0\t0 \n", path + ": '0\t360\t9\t0\t0\t0 ' is not a plane"},
-  };
-  for (const auto& c : cases) EXPECT_EQ(c.why, thrown_by([&] { read(c.text); }));
 }
 
 }  // namespace sonic::records

@@ -93,9 +93,9 @@ TEST_F(SamplingTest, EndsAfterAMinuteWithoutDataCountedAgainFromEachRecord) {
   const std::string seen = transcript(
       {{500, "1.000000000,03," + values}, {59'900, "2.000000000,00," + values}}, sample_on);
   EXPECT_EQ(119'900, end_of_transcript);
-  for (const char* part : {"timeout=1\n=> Disconnected\n[1000ms] timeout=2\n",
-                           "timeout=59\n[400ms] => Connected\n",
-                           "timeout=59\n[1000ms] ! TIMEOUT: sampling for id\n"}) {
+  for (const char* part :
+       {"timeout=1\n=> Disconnected\n[1000ms] timeout=2\n", "timeout=59\n[400ms] => Connected\n",
+        "timeout=59\n[1000ms] ! TIMEOUT: sampling for id\n"}) {
     EXPECT_NE(std::string::npos, seen.find(part)) << part << seen;
   }
 }
