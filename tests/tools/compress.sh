@@ -74,9 +74,3 @@ for round in {1..60}; do
   while [[ -e data/$first ]]; do sonicd-compress data >/dev/null; done
   is_compressed
 done
-
-# A copy that was never finished is there.
-fresh
-touch data/.$first.zst.part
-sonicd-compress data >/dev/null
-is_compressed
