@@ -2,8 +2,10 @@
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
+import {Gaps} from '../../live/model/gaps.js';
 import {Port} from '../../live/model/port.js';
 import {Rates} from '../../live/model/rates.js';
+import {Unreadable} from '../../live/model/unreadable.js';
 
 const START = 1700002000;
 const WALL = START * 1000;
@@ -103,6 +105,16 @@ test('a record that comes on two topics, or once more, is one', () => {
   assert.equal(port.window.length, 32);
 });
 
+test('a gap is found when five intervals have not made up for it', () => {
+  const found = [];
+  const gaps = new Gaps((gap) => found.push(gap.missed));
+  const times = [0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 13, 14, 15, 16].map((tenths) => tenths / 10);
+  times.slice(1).forEach((time, i) => gaps.add(times[i], time, false));
+  assert.deepEqual(found, []);
+  gaps.add(1.6, 1.7, false);
+  assert.deepEqual(found, [2]);
+});
+
 test('the window keeps ten minutes', () => {
   const {times} = portAfter(steady(0, 700));
   assert.deepEqual([times.length, times[0]], [600 * 32 + 1, 700 - 1 / 32 - 600]);
@@ -151,13 +163,20 @@ test('records a second, by their arrival', () => {
 test('messages that are no records are counted for ten minutes', () => {
   const good = message(START);
   const cases = ['null', '7', '[]', '{', good.replace('1700002000', '8639999999999'),
-    good.replace('1700002000', '"1"'), good.replace('"v":1', '"v":')];
+    good.replace('1700002000', '"1"'), good.replace('1700002000', '-1'), good.replace('"v":1', '"v":')];
   const {port} = portAfter([[0, 0]]);
   cases.forEach((text, i) => handle(port, 'fast', text, i === 0 ? -60 : 0));
   handle(port, 'fast', '', 0);  // clears a retained one
   assert.equal(port.unreadable.count(WALL + 8 * 60e3), cases.length);
   assert.equal(port.unreadable.count(WALL + 11 * 60e3), 0);
   assert.equal(port.window.length, 1);
+
+  const unreadable = new Unreadable();
+  unreadable.add('x', 5 * 60e3, true);
+  assert.equal(unreadable.lastAt, null, 'no sign of life, as it is retained');
+  assert.deepEqual([unreadable.count(15 * 60e3 - 1), unreadable.count(15 * 60e3)], [1, 0]);
+  unreadable.add('y', 6 * 60e3, false);
+  assert.equal(unreadable.lastAt, 6 * 60e3);
 });
 
 test('a status: retained, the same again, new, long and cleared', () => {

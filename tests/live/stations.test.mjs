@@ -29,8 +29,12 @@ test('half hours stand on a grid up to the last finished one', () => {
   assert.equal(halfHours.percentOfDay(midnight + 86400), null);
 });
 
-test('half hours of a rate that is not known, of none, and of two months', () => {
+test('half hours at the limits of quality, of an unknown rate, of none, and of two months', () => {
   assert.equal(new HalfHours([HEAD, '2026-11-23T00:00:00Z,28800,,,1'], WRITTEN).quality(0), 'unknown');
+  const quality = (percent) =>
+    new HalfHours([HEAD, `2026-11-23T00:00:00Z,1,1,${percent},1`], WRITTEN).quality(0);
+  assert.deepEqual(['99.00', '98.99', '90.00', '89.99'].map(quality),
+    ['good', 'fair', 'fair', 'poor']);
   assert.equal(new HalfHours([], NaN).length, 0);
   assert.equal(new HalfHours([HEAD, '1999-01-01T00:00:00Z,1,1,1,1', LINES[1]], WRITTEN).length, 2976);
   assert.equal(new HalfHours(LINES, WRITTEN * 2).length, 2976);
@@ -65,6 +69,10 @@ test('a file that is none, or of a form to come, is none', () => {
     assert.equal(parseStations(text), null);
     assert.equal(parseMonth(text), null);
   }
+  const month = (...names) => parseMonth(JSON.stringify(
+    {format: 1, written: '2026-11-23T03:01:00Z', stations: names.map((name) => ({name}))}));
+  assert.equal(month('m1').name, 'm1');
+  assert.equal(month('m1', 'm2'), null);
 });
 
 test('the examples in the document', async () => {

@@ -47,6 +47,8 @@ test('a table has the values as they were sent', () => {
   assert.equal(toCsv(window.columns(), 0, 1e10),
     'seconds,nanoseconds,u,v,w,sos,ts,diag\n1700002000,31250000,0.80,-0.00,1.234567,343,,7\n' +
     '1700002001,31250000,1.50,12.5,0.0,343.20,20.10,0\n');
+  assert.equal(toCsv(window.columns(), 0, window.columns().time[1]),
+    toCsv(window.columns(), 0, 1e10), 'through the last moment');
   assert.equal(toCsv(window.columns(), 1700002001, 1e10, 'ma,st"7"').split('\n')[1],
     'ma?st?7?,1700002001,31250000,1.50,12.5,0.0,343.20,20.10,0');
 });

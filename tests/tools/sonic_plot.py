@@ -65,11 +65,6 @@ class RecordsFigure(unittest.TestCase):
         self.assertEqual((heights.min(), heights.max()), (0, 4), "of the first of three")
         self.assertEqual(len(self.panels["u"].collections[0].get_paths()), 3)
 
-    def test_directions_are_dots(self):
-        times, directions = self.line("direction", 0)
-        self.assertTrue(same(directions, [10, 20, 30, NAN, 50, 60]))
-        self.assertEqual(self.panels["direction"].lines[0].get_linestyle(), "None")
-
     def test_gaps_and_steps_back_are_spans_and_the_rest_are_marks(self):
         spans = {c.get_label(): seconds(c.get_paths()[0].vertices[:, 0])
                  for c in self.panels["v"].collections[1:]}
