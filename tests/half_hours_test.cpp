@@ -193,26 +193,6 @@ TEST(HalfHoursTest, TellsWhetherAFluxIsStationary) {
   EXPECT_TRUE(std::isnan(statistics_of(samples, START, unrotated()).steady_wt));
 }
 
-TEST(HalfHoursTest, TakesTheHighestMeanOfThreeSecondsAsGust) {
-  const auto peak = [](int from, int to, double speed) {
-    return [=](int i) { return Wind{0, i >= from && i < to ? -speed : -2, 0, 0}; };
-  };
-  const auto gust = [](std::vector<Sample> samples) {
-    return fixed_text(statistics_of(samples, START, {}).gust, 4);
-  };
-  EXPECT_EQ("12.0000", gust(half_hour(peak(100, 130, 12))));
-  EXPECT_EQ("7.0000", gust(half_hour(peak(0, 15, 12))));
-  EXPECT_EQ("2.0000", gust(half_hour(peak(100, 130, 12), 30)));
-  EXPECT_EQ("nan", gust(half_hour(peak(0, 30, 12), 29)));
-
-  auto lost = half_hour(peak(100, 130, 12));
-  lost.erase(lost.begin() + 115);
-  EXPECT_EQ("7.0000", gust(lost)) << "15 records before the one that is lost, or 14 after it";
-  auto other_rate = half_hour(peak(100, 130, 12), 130);
-  for (size_t i = 110; i < other_rate.size(); ++i) other_rate[i].rate = 20;
-  EXPECT_EQ("5.3333", gust(other_rate));
-}
-
 TEST(HalfHoursTest, HasNoDirectionOf360AndNoneInACalm) {
   EXPECT_EQ(0, direction_of(0, 1));
   EXPECT_EQ(270, direction_of(-1, 0));

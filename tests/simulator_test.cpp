@@ -69,33 +69,4 @@ const bool CASES = add_cases("Simulator", "simulator", CALLS);
 
 }  // namespace
 
-TEST(SimulatorTest, NoiseSpoilsOneRecord) {
-  Faults faults;
-  faults.noise_period = 2;
-  faults.noise_bytes = 5000;
-  PortDriver driver(faults, 1, true);
-  EXPECT_EQ("a\r", driver.deliver(0, "a").bytes);
-  const std::string noisy = driver.deliver(0, "b").bytes;
-  EXPECT_EQ(5002U, noisy.size());
-  EXPECT_EQ(5001U, noisy.find('\r'));
-}
-
-TEST(SimulatorTest, BlowsAsABreezeDoes) {
-  constexpr int SAMPLES = 200'000;
-  Wind wind(1);
-  Sample sum;
-  double squares = 0;
-  for (int i = 0; i < SAMPLES; ++i) {
-    const Sample sample = wind.next();
-    sum.u += sample.u;
-    sum.temperature += sample.temperature;
-    squares += (sample.u - 3.2) * (sample.u - 3.2);
-    EXPECT_NEAR(20.05 * 20.05 * (sample.temperature + 273.15),
-                sample.speed_of_sound * sample.speed_of_sound, 1e-6);
-  }
-  EXPECT_NEAR(3.2, sum.u / SAMPLES, 0.05);
-  EXPECT_NEAR(0.81, squares / SAMPLES, 0.04);
-  EXPECT_NEAR(21.5, sum.temperature / SAMPLES, 0.02);
-}
-
 }  // namespace sonic::simulator
