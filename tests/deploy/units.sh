@@ -46,9 +46,6 @@ sed -n '/systemctl edit/,/^[^#]/s/^#   //p' /lib/systemd/system/sonicd@.service 
 systemctl daemon-reload
 [[ $(systemctl show --property=Environment --value sonicd@ttyS1) == '"SONICD_OPTIONS=-r 10"' ]]
 
-# A logger without a clock chip has the right time first, where something waits for that.
-[[ $(systemctl show --property=After --value sonicd@ttyS1) == *time-sync.target* ]]
-
 # It works with the rights that are left to it.
 systemctl start mosquitto sonicd@ttyS1
 await says sonicd@ttyS1 'next switch'

@@ -1,11 +1,50 @@
 """The live page in a browser, served by a real broker: faults, visitors, many loggers."""
 
+import base64
 import http.client
+import resource
+import socket
+import struct
 
 from page import *
 
 SOON = 3  # seconds within which the page tells what happened
 MQTT = ROOT / "live/node_modules/mqtt/dist/mqtt.min.js"
+
+
+class Visitor:
+    """A websocket to the page's listener, which says nothing of its own."""
+
+    def __init__(self):
+        self.socket = socket.create_connection(("127.0.0.1", 8080))
+        key = base64.b64encode(os.urandom(16)).decode()
+        self.socket.sendall(
+            f"GET / HTTP/1.1\r\nHost: x\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+            f"Sec-WebSocket-Key: {key}\r\nSec-WebSocket-Version: 13\r\n"
+            f"Sec-WebSocket-Protocol: mqtt\r\n\r\n".encode())
+
+    def send(self, payload):
+        mask = b"\0\0\0\0"
+        self.socket.sendall(b"\x82\xff" + struct.pack(">Q", len(payload)) + mask + payload)
+
+    def begin_message(self, size):
+        """Connects as a client of its own, and announces a message of so many bytes."""
+        self.socket.recv(4096)  # the answer to the upgrade
+        name = b"%d" % id(self)
+        connect = b"\0\4MQTT\4\2\0\0" + struct.pack(">H", len(name)) + name
+        self.send(b"\x10" + bytes([len(connect)]) + connect)
+        self.socket.recv(4096)
+        length = b""
+        while size > 127:
+            length += bytes([size & 127 | 128])
+            size >>= 7
+        self.send(b"\x30" + length + bytes([size]) + b"\0\1x")
+
+    def go_on(self):
+        try:
+            self.send(bytes(65536))
+        except OSError:  # refused: the broker has disconnected it
+            pass
 
 
 class LiveTest(PageTest):
@@ -82,6 +121,37 @@ class LiveTest(PageTest):
         for path in (f"/../{secret.name}", f"/%2e%2e/{secret.name}", f"/{secret}", "//etc/passwd",
                      "/data/link.json"):
             self.assertNotEqual(200, self.status_of(path))
+
+    def test_greedy_visitors(self):
+        """Messages without an end and more connections than usual: the daemon's records go on."""
+        deploy = ROOT / "deploy"
+        (RUN / "limited.conf").write_text((deploy / "mosquitto/00-sonicd.conf").read_text() +
+                                          CONFIGURATION.read_text())
+        files = int(re.search(r"LimitNOFILE=(\d+)",
+                              (deploy / "systemd/mosquitto.conf.in").read_text())[1])
+        self.broker.end(signal.SIGTERM)
+        hard = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
+        resource.setrlimit(resource.RLIMIT_NOFILE, (min(files, hard), hard))
+        self.broker = Broker(RUN / "limited.conf")
+        self.open_page()
+        subscriber = Subscriber()
+        self.start()
+        self.daemon.wait_for("next switch")
+
+        visitors = [Visitor() for _ in range(1500)]
+        for visitor in visitors[:4]:
+            visitor.begin_message(size=100_000_000)
+        begin = time.time()
+        received = len(subscriber.heard(self.port.topic + "/fast"))
+        while time.time() < begin + 10:
+            for visitor in visitors[:4]:
+                visitor.go_on()
+        self.assertGreater(len(subscriber.heard(self.port.topic + "/fast")), received + 9 * 32)
+        publish("late", "comes in")
+        subscriber.wait_for("late|comes in")
+        status = Path(f"/proc/{self.broker.pid}/status").read_text()
+        self.assertLess(int(re.search(r"VmHWM:\s+(\d+) kB", status)[1]), 160_000)
+        self.interrupt()
 
     def status_of(self, path):
         connection = http.client.HTTPConnection("127.0.0.1", 8080)
