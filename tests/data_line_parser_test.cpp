@@ -24,15 +24,6 @@ DataLineState parse(const std::string& text, DataLine& record) {
 
 }  // namespace
 
-TEST(DataLineParserTest, TakesALineApart) {
-  DataLine record;
-  ASSERT_EQ(DataLineState::GOOD, parse(GOOD, record));
-  EXPECT_EQ(1700001000U, record.seconds);
-  EXPECT_EQ(31250000U, record.nanoseconds);
-  EXPECT_EQ("1.23\t-0.45\t0.07\t343.21\t21.50\t10", record.values);
-  EXPECT_TRUE(record.has_fault);
-}
-
 TEST(DataLineParserTest, LeavesOutWhateverIsCutAndStaysWithinTheLine) {
   DataLine record;
   for (size_t length = std::string("DATA_SONIC\t").size(); length < GOOD.size(); ++length) {

@@ -84,18 +84,6 @@ TEST(HalfHoursTest, DoesNotDependOnTheOrderOfRecords) {
   EXPECT_EQ(expected, all_cells(samples));
 }
 
-TEST(HalfHoursTest, ComputesExactlyWithValuesThatNoWindHas) {
-  auto samples = half_hour([](int i) {
-    const double far = 99999 * plus_or_minus(i);
-    return Wind{far, -far, 1, far};
-  });
-  const Statistics row = statistics_of(samples, START, unrotated());
-  EXPECT_EQ(0, row.u);
-  EXPECT_EQ(99999.0 * 99999, row.cov_uu);
-  EXPECT_EQ(-99999.0 * 99999, row.cov_uv);
-  EXPECT_EQ(0, row.cov_ww);
-}
-
 TEST(HalfHoursTest, TurnsTheAxesIntoTheMeanWind) {
   // Along the wind and up: 5 m/s with u'w' = -0.02, from any direction and off the vertical.
   const auto tilted = [](int i) {
@@ -200,32 +188,6 @@ TEST(HalfHoursTest, HasNoDirectionOf360AndNoneInACalm) {
   EXPECT_EQ("0.00", fixed_text(statistics_of(west_of_north, START, {}).direction, 2));
   auto calm = half_hour([](int) { return Wind{}; });
   EXPECT_TRUE(std::isnan(statistics_of(calm, START, {}).direction));
-}
-
-TEST(HalfHoursTest, CountsWhatIsThereAndWhatIsMissing) {
-  const auto at = [](double seconds, int rate) {
-    return sample(START + static_cast<uint64_t>(seconds * 10) * NS / 10, {}, rate);
-  };
-  struct {
-    const char* what;
-    std::vector<Sample> samples;
-    const char* cells;  // records, expected, percent, faults, gaps
-  } cases[] = {
-      {"none", {}, "0 - - 0 0 "},
-      {"one", {at(900, 32)}, "1 57600 0.00 0 2 "},
-      {"from edge to edge", {at(0, 4), at(1.2, 4), at(1798.8, 4)}, "3 7200 0.04 0 1 "},
-      {"the rate changes after 600 s", {at(0, 4), at(600, 20)}, "2 26400 0.01 0 2 "},
-      {"no rate", {at(5, 0), at(1795, 0)}, "2 - - 0 1 "},
-      {"the same twice", {at(900, 4), at(900, 4)}, "1 7200 0.01 0 2 "},
-  };
-  for (auto& c : cases) {
-    const std::vector<StatisticsColumn> first(STATISTICS_COLUMNS.begin(),
-                                              STATISTICS_COLUMNS.begin() + 5);
-    EXPECT_EQ(c.cells, cells(statistics_of(c.samples, START, {}), first)) << c.what;
-  }
-  auto faults = half_hour([](int) { return Wind{1, 1, 1, 1}; }, 3);
-  for (Sample& s : faults) s.diag = 1;
-  EXPECT_EQ(0u, all_cells(faults).find("0 18000 0.00 3 1 0 - - ")) << all_cells(faults);
 }
 
 }  // namespace sonic::records

@@ -76,21 +76,6 @@ class RecordsFigure(unittest.TestCase):
         self.assertEqual(self.events.counts["error"], 2)
 
 
-class Scale(unittest.TestCase):
-    def test_a_spike_leaves_the_scale(self):
-        count = 200
-        envelope = {"time": START + numpy.arange(count) * NS, "records": numpy.ones(count),
-                    "faults": numpy.zeros(count), "direction": numpy.zeros(count)}
-        for name in ("u", "v", "w", "ts", "speed"):
-            for extreme in ("min", "mean", "max"):
-                envelope[f"{name}_{extreme}"] = numpy.sin(numpy.arange(count))
-        envelope["u_max"] = numpy.where(numpy.arange(count) == 7, 50, envelope["u_max"])
-        panels = records_figure.draw(envelope, Events([], NS), NS, "title")
-        self.assertLess(panels["u"].get_ylim()[1], 5)
-        triangles = [line for line in panels["u"].lines if line.get_marker() == "^"]
-        self.assertEqual([seconds(line.get_xdata()) for line in triangles], [[7.5]])
-
-
 class HalfHoursFigure(unittest.TestCase):
     def setUp(self):
         names = "speed_scalar speed direction gust ts ustar wt flag_uw flag_wt percent".split()
