@@ -135,11 +135,6 @@ TimeRange range_of(std::istream& words) {
 
 void scan(Serial&, const std::string& words, bool) { scan_words(words, {}, Instruments::ANY); }
 
-void only(Serial&, const std::string& words, bool) {
-  const std::string outcome = thrown_by([&] { scan_words(words, {}, Instruments::ONE); });
-  std::cout << "! " << without_folder(outcome) << std::endl;
-}
-
 void scan_range(Serial&, const std::string& text, bool) {
   std::istringstream words(text);
   const TimeRange range = range_of(words);
@@ -209,7 +204,6 @@ const Calls CALLS = {
     {"name", shown(parts_of)},
     {"lines", read_lines},
     {"scan", scan},
-    {"only", only},
     {"range", scan_range},
     {"order", order},
     {"order_in", order_in},

@@ -27,11 +27,11 @@ struct Wind {
 
 int32_t parts(double value) { return static_cast<int32_t>(std::lround(value * PARTS_PER_UNIT)); }
 
-Sample sample(uint64_t time, const Wind& wind, int rate = RATE) {
+Sample sample(uint64_t time, const Wind& wind) {
   Sample s;
   s.time = time;
   s.values = {parts(wind.u), parts(wind.v), parts(wind.w), parts(wind.ts), parts(343.2)};
-  s.rate = static_cast<uint16_t>(rate);
+  s.rate = RATE;
   return s;
 }
 
@@ -51,18 +51,15 @@ StatisticsOptions unrotated() {
   return options;
 }
 
-/// All cells of a row, divided by spaces; "-" for an empty one.
-std::string cells(const Statistics& row, const std::vector<StatisticsColumn>& columns) {
+/// All cells, divided by spaces; "-" for an empty one.
+std::string all_cells(std::vector<Sample> samples) {
+  const Statistics row = statistics_of(samples, START, {});
   std::string text;
-  for (const StatisticsColumn& column : columns) {
+  for (const StatisticsColumn& column : STATISTICS_COLUMNS) {
     const double value = row.*column.value;
     text += (std::isnan(value) ? "-" : fixed_text(value, column.digits)) + " ";
   }
   return text;
-}
-
-std::string all_cells(std::vector<Sample> samples, const StatisticsOptions& options = {}) {
-  return cells(statistics_of(samples, START, options), STATISTICS_COLUMNS);
 }
 
 double plus_or_minus(int i) { return i % 2 == 0 ? 1 : -1; }

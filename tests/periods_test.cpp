@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
 #include <sstream>
 
 #include "support.h"
@@ -26,41 +25,6 @@ Sample at(uint64_t time, int rate = 4) {
   sample.rate = static_cast<uint16_t>(rate);
   return sample;
 }
-
-/// Files as texts of digits, each a record in that minute.
-class Files {
- public:
-  explicit Files(std::vector<std::string> files) : _files(std::move(files)) {}
-
-  /// What comes of them, as "MINUTE:RECORDS" in the order of the minutes, then what was missed.
-  std::string collected(bool can_read_again) {
-    std::map<uint64_t, size_t> periods;
-    PeriodCollector collector(MINUTE, [&](uint64_t start, const std::vector<Sample>& samples) {
-      periods[start / MINUTE] = samples.size();
-    });
-    for (uint32_t i = 0; i < _files.size(); ++i) {
-      read(i, [&](const Sample& sample) { collector.take(i, sample); });
-    }
-    const uint64_t missed = collector.finish([&](uint32_t file, const auto& take) {
-      if (can_read_again) read(file, take);
-      return can_read_again;
-    });
-    std::string text;
-    for (const auto& [minute, records] : periods) {
-      text += std::to_string(minute) + ":" + std::to_string(records) + " ";
-    }
-    return text + "missed " + std::to_string(missed) + ", read " + std::to_string(_read);
-  }
-
- private:
-  void read(uint32_t file, const PeriodCollector::Take& take) {
-    ++_read;
-    for (const char digit : _files[file]) take(at(static_cast<uint64_t>(digit - '0') * MINUTE));
-  }
-
-  const std::vector<std::string> _files;
-  size_t _read = 0;
-};
 
 /// The slots of ten seconds at 4 Hz: the numbers of their records, "-" for none, then what is left
 /// out; empty slots at the end are not shown.
@@ -89,37 +53,6 @@ std::vector<Sample> at_intervals(const std::vector<double>& times) {
 }
 
 }  // namespace
-
-TEST(PeriodsTest, BringsTheRecordsOfAPeriodTogether) {
-  struct {
-    const char* what;
-    std::vector<std::string> files;
-    const char* again;
-    const char* once;
-  } cases[] = {
-      {"one after the other",
-       {"111222", "2233"},
-       "1:3 2:5 3:2 missed 0, read 2",
-       "1:3 2:5 3:2 missed 0, read 2"},
-      {"the clock was set back over a limit",
-       {"1112122233"},
-       "1:4 2:4 3:2 missed 0, read 2",
-       "1:3 2:1 3:2 missed 4, read 1"},
-      {"files that overlap",
-       {"1122", "22233", "2"},
-       "1:2 2:6 3:2 missed 0, read 6",
-       "1:2 2:5 3:2 missed 1, read 3"},
-      {"only files with such records",
-       {"1", "12", "3", "2"},
-       "1:2 2:2 3:1 missed 0, read 6",
-       "1:2 2:1 3:1 missed 1, read 4"},
-      {"no file", {}, "missed 0, read 0", "missed 0, read 0"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.again, Files(c.files).collected(true)) << c.what;
-    EXPECT_EQ(c.once, Files(c.files).collected(false)) << c.what << ", from pipes";
-  }
-}
 
 TEST(PeriodsTest, RefusesMoreRecordsThanAnInstrumentSends) {
   PeriodCollector collector(MINUTE, [](uint64_t, const std::vector<Sample>&) {});

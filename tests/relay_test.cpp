@@ -257,30 +257,11 @@ TEST_F(RelayTest, HasTheDeviceAloneAndGivesItBack) {
   EXPECT_NE(-1, open_terminal(path).get());
 }
 
-TEST_F(RelayTest, EndsWhenTheDeviceIsGone) {
-  const std::string path = _instrument.path();
-  start();
-  _instrument.hang_up();
-  EXPECT_EQ(path + " is gone: Input/output error", outcome());
-}
-
 TEST(SerialDeviceTest, RefusesWhatIsNoSerialPort) {
   EXPECT_EQ("/dev/null is no serial port: Inappropriate ioctl for device",
             thrown_by([] { SerialDevice("/dev/null", B9600, log); }));
   EXPECT_EQ("/dev/none cannot be opened: No such file or directory",
             thrown_by([] { SerialDevice("/dev/none", B9600, log); }));
-}
-
-TEST(SerialDeviceTest, KnowsWhetherAllIsSent) {
-  const PseudoTerminal instrument("", 9600);
-  const SerialDevice device(instrument.path(), B9600, log);
-  EXPECT_TRUE(device.has_sent());
-  EXPECT_EQ("", device.read());
-  EXPECT_EQ(2U, device.write("ab"));
-  EXPECT_EQ("ab", read_from(instrument.fd(), 2));
-  EXPECT_EQ(3U, instrument.write("xyz"));
-  EXPECT_TRUE(comes_true([&] { return instrument.wait(false, true, milliseconds(1)).writable; }));
-  EXPECT_EQ("xyz", read_from(device.fd(), 3));
 }
 
 }  // namespace sonic::port

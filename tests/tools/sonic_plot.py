@@ -56,10 +56,6 @@ class RecordsFigure(unittest.TestCase):
         self.assertTrue(same(means, [1, 2, NAN, 3, NAN, NAN, NAN, 5, 6]), means)
         self.assertEqual(seconds(times)[:4], [5, 15, 45, 45])
 
-    def test_a_column_between_two_breaks_is_a_dot(self):
-        times, means = self.line("w", 1)
-        self.assertEqual((seconds(times), means.tolist()), ([45], [3]))
-
     def test_extremes_are_an_envelope(self):
         heights = self.panels["u"].collections[0].get_paths()[0].vertices[:, 1]
         self.assertEqual((heights.min(), heights.max()), (0, 4), "of the first of three")
