@@ -97,6 +97,7 @@ class OneServerTest(ArchiveTest):
         for sentence in ("missing: No such file", "empty: holds no record", "cut.zst: cannot",
                          f"{self.folder}: no file"):
             self.assertIn(sentence, said)
+        self.assertIn("cut.zst: cannot", self.load("--station", "good", cut, status=1))
         said = self.load(*bad_stations, good, status=1)
         self.assertEqual(len(bad_stations), said.count("a station's name has no comma"), said)
         self.assert_archive_has("good")
@@ -146,12 +147,23 @@ class OneServerTest(ArchiveTest):
                 self.assertEqual(reader.returncode == 2, asked.returncode == 2, asked.stderr)
                 self.assertEqual(reader.stdout, asked.stdout)
 
+    def test_a_span_has_its_beginning_and_not_its_end(self):
+        for records in half_hour(0, rate=32)[:9000], half_hour(0, rate=32):
+            self.load(self.data_file("span", records, rate=32))
+        self.assert_archive_has("span")
+        for query, begin, end, rows in [("series", START, f"{START}.03125", 1),
+                                        ("series", START, f"{START}.031250001", 2),
+                                        ("gusts", START, START + 1, 1),
+                                        ("gusts", f"{START}.5", START + 1800, 0)]:
+            said = self.ask(query, "station=span", f"from={begin}", f"to={end}")
+            self.assertEqual(rows, said.count("\n") - 1, (query, begin, end))
+
     def test_wrong_questions(self):
         self.load(self.data_file("asked", half_hour(0)))
         period = ["from=2023-11-14", "to=2023-11-15"]
         for arguments, status, sentence in [
                 (["series", "station=ask", *period], 2, "the archive has no station 'ask'"),
-                (["series", "station=asked", "from=2023-11-15", "to=2023-11-14"], 2,
+                (["series", "station=asked", "from=2023-11-15", "to=2023-11-15"], 2,
                  "from is not before to"),
                 (["series", "station=asked", "from=2023-11-15"], 2, "'to=VALUE' is missing"),
                 (["series", "station=asked", "mast=7", *period], 2, "the query has no 'mast'"),
@@ -225,7 +237,8 @@ class OneServerTest(ArchiveTest):
 
     def test_files_for_the_live_page(self):
         now = int(time.time()) // 1800
-        numbers = [now - 2, now - 3, now - 48 * 70]  # since 1970, in up to three months
+        december = 1702000800 // 1800
+        numbers = [now - 2, now - 3, now - 48 * 70, december]  # since 1970, in up to four months
         for number in numbers:
             records = [(number * 1800 + i, 0, *record(i)[2:]) for i in range(1800)]
             name = f"{number * 1800}.young_81000_v.0815"

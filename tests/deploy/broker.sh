@@ -29,6 +29,7 @@ for file in network zz; do
 
   "$1" -p ttyS1 >/dev/null &
   daemon=$!
+  refused bash -c ': >/dev/tcp/127.0.0.1/1883'
   from_daemon=(sub -t /home/qelta/device/port/1/status -C 1 -W 10)
   on_device "${from_daemon[@]}"
   on_network "${from_daemon[@]}" -u reader -P secret

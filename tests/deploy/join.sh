@@ -49,7 +49,7 @@ fails as_qelta ssh sonic@localhost true
 [[ $(grep -c . $keys) == 2 ]]
 fails sonic-station add mast-07 "$(line two | cut -d ' ' -f 4)" ssh-ed25519 AAAAother 2>&1 | grep 'another logger'
 fails sonic-station add mast-09 SHA256:other ssh-ed25519 AAAAother 2>&1 | grep 'not this one'
-fails sonic-station add '../x' SHA256:other ssh-ed25519 AAAAother
+for name in ../x 'mast 9'; do fails sonic-station add "$name" "$(line two | cut -d ' ' -f 4)" ssh-ed25519 AAAAother; done
 fails sonic-station add mast-09 "$(line two | cut -d ' ' -f 4)" ssh-ed25519 $'AAAA\nssh-ed25519' x
 [[ $(grep -c . $keys) == 2 ]]
 

@@ -53,6 +53,7 @@ await 200
 ip link set up7 down
 publish 7 101 300
 publish 8 101 200
+mosquitto_pub -h ::1 -p 1884 -u mast-08 -P change-me -q 1 -t mast-07$topic -m lie
 kill $!
 wait $!
 ip netns exec mast-07 mosquitto -c /run/7.conf &
