@@ -1,4 +1,4 @@
-// What the statistics of half hours are made from: values, printed digits, planes and models.
+// What the statistics of half hours are made from: values, printed digits and planes.
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,6 @@
 #include "support.h"
 #include "tools/half_hours/decimal.h"
 #include "tools/half_hours/planes.h"
-#include "tools/half_hours/quality.h"
 #include "tools/half_hours/sample.h"
 
 namespace sonic::records {
@@ -76,47 +75,6 @@ TEST(PlanesTest, AreReadFromAFit) {
       {head + "0\t360\t9\t0\t0\t0 \n", path + ": '0\t360\t9\t0\t0\t0 ' is not a plane"},
   };
   for (const auto& c : cases) EXPECT_EQ(c.why, thrown_by([&] { read(c.text); }));
-}
-
-TEST(TurbulenceTest, IsComparedWithItsModels) {
-  // u* is 0.3 m/s and the temperature 20 °C; ratios and models by hand.
-  const double per_flux = -0.4 * 9.81 * 10 / (0.027 * 293.15);  // z / L of a flux of 1 at 10 m
-  struct {
-    double stability;
-    double latitude;
-    double model_u;
-    double model_w;
-  } cases[] = {
-      {-1, NAN, 4.15, 2.0},
-      {-0.5, 50, 3.8055, 1.8340},
-      {-0.033, 50, 2.7091, 1.3056},
-      {-0.031, 50, 2.7, 1.3},
-      {0.1, NAN, 2.7, 1.3},
-      {0.1, -50, 2.82597, 1.44194},  // f / u* = 3.72405e-4, whose logarithm is -7.89553
-      {0.39, 50, 2.82597, 1.44194},
-      {0.41, 50, NAN, NAN},
-  };
-  for (const auto& c : cases) {
-    CovarianceMatrix covariance = {};
-    covariance[U][U] = 0.81;
-    covariance[W][W] = 0.09;
-    covariance[U][W] = covariance[W][U] = -0.09;
-    covariance[W][TS] = covariance[TS][W] = c.stability / per_flux;
-    const Turbulence t = turbulence_of(covariance, 20, {10, c.latitude, NAN});
-    EXPECT_NEAR(0.3, t.friction_velocity, 1e-9);
-    EXPECT_NEAR(c.stability, t.stability, 1e-9);
-    EXPECT_NEAR(10 / c.stability, t.obukhov_length, 1e-6);
-    if (std::isnan(c.model_u)) {
-      EXPECT_TRUE(std::isnan(t.deviation_u) && std::isnan(t.deviation_w)) << c.stability;
-      continue;
-    }
-    EXPECT_NEAR(100 * std::abs(1 - 3 / c.model_u), t.deviation_u, 0.01) << c.stability;
-    EXPECT_NEAR(100 * std::abs(1 - 1 / c.model_w), t.deviation_w, 0.01) << c.stability;
-  }
-  // 1013.25 hPa over 287.05 J/(kg K) at 20 °C: 1.2041 kg/m3
-  CovarianceMatrix covariance = {};
-  covariance[U][W] = -0.09;
-  EXPECT_NEAR(-0.10837, turbulence_of(covariance, 20, {NAN, NAN, 1013.25}).stress, 1e-5);
 }
 
 }  // namespace sonic::records

@@ -54,11 +54,12 @@ ip link set up7 down
 publish 7 101 300
 publish 8 101 200
 mosquitto_pub -h ::1 -p 1884 -u mast-08 -P change-me -q 1 -t mast-07$topic -m lie
+ip netns exec mast-07 mosquitto_pub -h ::1 -q 1 -r -t $topic/status -m Connected
 kill $!
 wait $!
 ip netns exec mast-07 mosquitto -c /run/7.conf &
 publish 7 301 500
 ip link set up7 up
-await 700
+await 701
 diff <(sort -u /run/heard) \
-  <((seq -f "mast-07$topic %g" 500; seq -f "mast-08$topic %g" 200) | sort)
+  <((echo "mast-07$topic/status Connected"; seq -f "mast-07$topic %g" 500; seq -f "mast-08$topic %g" 200) | sort)

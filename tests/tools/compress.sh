@@ -31,17 +31,6 @@ is_compressed() {
   [[ $(find data -name '*.zst' -perm 600 -mmin +60) ]]
 }
 
-# Left alone: one that is open for writing, and what is no data file.
-fresh
-echo picture >data/1699999200.sonic.1
-touch -d '2 hours ago' data/*
-exec 3>>data/$first
-sonicd-compress data | grep -q "in use"
-holds 1699999200.sonic.1 $first $newest
-exec 3>&-
-sonicd-compress data >/dev/null
-holds 1699999200.sonic.1 $first.zst $newest
-
 # Somebody opens a file for writing while it is compressed: it is left, the next one is not, and who
 # opened it does not wait. A copy that root makes belongs to the file's owner.
 fresh
