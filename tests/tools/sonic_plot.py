@@ -81,14 +81,6 @@ class HalfHoursFigure(unittest.TestCase):
         self.table["gust"] = numpy.array([5, NAN, 7])
         self.panels = half_hours_figure.draw(self.table, "title")
 
-    def test_each_panel_has_its_column(self):
-        for name, number, expected in (("speed", 0, [1, 2, NAN, 3]), ("speed", 1, [5, NAN, NAN, 7]),
-                                       ("wt", 0, [1, 2, NAN, 3]), ("flags", 1, [1, 2, 3]),
-                                       ("direction", 0, [359, 11.2, NAN])):
-            times, values = self.panels[name].lines[number].get_data()
-            self.assertTrue(same(values, expected), (name, values))
-            self.assertEqual(seconds(times)[0], 900)
-
     def test_the_rose_has_the_wind_from_the_north_on_top(self):
         shares = half_hours_figure.rose(self.table["speed_scalar"], self.table["direction"])
         self.assertTrue(same(shares[:, 0], [0, 50, 50, 0, 0, 0]), shares)
