@@ -10,13 +10,18 @@ if [[ ! ${DEVICE_RUN-} ]]; then
   trap 'rm -rf "$DEVICE_RUN"' EXIT
 fi
 cd "$DEVICE_RUN"
-# Programs for another processor: EMULATOR is the command that runs them.
+# Programs for another processor: EMULATOR is the command that runs them. Scripts find them beside
+# themselves.
 if [[ ${EMULATOR-} ]]; then
   mkdir emulated
   for program in "$1"/{src,port,simulator,tools}/*; do
-    [[ -f $program && -x $program && $(head -c 4 "$program") == $'\x7fELF' ]] || continue
-    printf '#!/bin/sh\nexec %s %q "$@"\n' "$EMULATOR" "$program" >"emulated/${program##*/}"
-    chmod +x "emulated/${program##*/}"
+    [[ -f $program && -x $program ]] || continue
+    if [[ $(head -c 4 "$program") == $'\x7fELF' ]]; then
+      printf '#!/bin/sh\nexec %s %q "$@"\n' "$EMULATOR" "$program" >"emulated/${program##*/}"
+      chmod +x "emulated/${program##*/}"
+    else
+      ln -s "$program" emulated
+    fi
   done
   PATH=$PWD/emulated:$PATH
 fi
