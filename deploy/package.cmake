@@ -83,6 +83,8 @@ foreach(page IN LISTS man_pages)
 endforeach()
 install_gzipped(${deploy}/debian/changelog ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${deploy}/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${deploy}/debian/lintian-overrides
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME sonicd)
 # All documents but those that are of use only in a checkout. README.md is beside them, so their index
 # has another name there.
 file(GLOB documents CONFIGURE_DEPENDS doc/*.md)

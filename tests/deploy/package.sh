@@ -12,7 +12,7 @@ cd "$1"
 
 cpack -B /package
 dpkg -I /package/*.deb | grep 'Depends:.* libjsoncpp25 .* libmosquitto1 '
-if command -v lintian; then lintian --allow-root --fail-on error /package/*.deb; fi
+if command -v lintian; then lintian --allow-root --fail-on error,warning /package/*.deb; fi
 
 dpkg -i /package/*.deb
 [[ $(stat -c %U:%G $device) == qelta:qelta && -e $device/config.json ]]
