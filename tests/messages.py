@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Holds what the daemon's cases show against doc/messages.md: every status, and every failure."""
+"""Checks that doc/messages.md explains every status and every failure in the daemon's cases."""
 
 import re
 from pathlib import Path
@@ -24,7 +24,7 @@ def shown():
 
 
 def explained():
-    """Patterns of what stands as code in the first column of the tables."""
+    """Patterns of the texts in the first columns of the tables."""
     text = (ROOT / "doc/messages.md").read_text()
     for cell in re.findall(r"^\|(.*?) \| ", text, re.M):
         for message in re.findall("`(.*?)`", cell):
