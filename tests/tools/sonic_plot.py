@@ -158,6 +158,7 @@ class Spectra(unittest.TestCase):
         stall = [(480 + n, 270 - 31 * n) for n in range(9)]  # all of them come at its end
         self.assertEqual(self.runs(late=[(70, 20), *stall, (4090, 20)]), [4096])
         self.assertEqual(self.runs(lost=[1000]), [1000, 3095])
+        self.assertEqual(self.runs(lost=[1001], late=[(1000, 15)]), [1001, 3094])
         self.assertEqual(self.runs(lost=[0, 4095], faults=[2000]), [1999, 2094])
         self.assertEqual(self.runs(back=2000), [2000, 2096])
 

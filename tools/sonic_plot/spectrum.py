@@ -1,5 +1,4 @@
-"""Spectra and cospectra of evenly spaced records; doc/half-hours.md has the formulas and their
-sources."""
+"""Spectra and cospectra of evenly spaced records; doc/spectra.md has the formulas."""
 
 import dataclasses
 
@@ -8,9 +7,11 @@ from numpy.lib.stride_tricks import sliding_window_view
 
 LONGEST = 2**14   # records of a segment: eight and a half minutes at 32 a second
 SHORTEST = 2**6
-LOOK_AHEAD = 2    # seconds
-LOST = 0.75       # intervals later than the record before: at least one is lost
-CROWDED = 0.25    # intervals earlier: more records than the rate makes
+# As sonic-records --split has them.
+LOOK_AHEAD = 2     # seconds
+LOST = 0.75        # intervals later than the record before: at least one is lost
+CROWDED = 0.25     # intervals earlier: more records than the rate makes
+MAX_DRIFT = 0.002  # intervals that a clock loses at most from one record to the next
 BINS_A_DECADE = 20
 HALF_HOUR = 1800 * 10**9
 QUANTITIES = ("u", "v", "w", "ts")
@@ -33,6 +34,20 @@ class Spectra:
         return numpy.cumsum(self.cospectrum[name][::-1])[::-1] * self.frequency[0]
 
 
+def breaks(delays, is_back, delay):
+    """Which records do not follow the one before, and the delay of the last.
+
+    Delays are in intervals, without what the records of the next two seconds make up for; `delay`
+    is that of the record before the first. `is_back` marks records after a step of the clock. What
+    a record is late by itself does not count, so that the loss of the next one stands out from it.
+    """
+    is_broken = is_back.copy()
+    for i, own in enumerate(delays.tolist()):
+        is_broken[i] |= not -CROWDED < own - delay < LOST
+        delay = own if is_broken[i] else min(own, delay + MAX_DRIFT)
+    return is_broken, delay
+
+
 def pieces(chunks, rate):
     """Records that follow each other without a fault, a lost record or a step back, some at a time:
     (whether a run begins, times, a row of values a quantity).
@@ -43,6 +58,7 @@ def pieces(chunks, rate):
     time, fault = numpy.zeros(0, "int64"), numpy.zeros(0, bool)
     values = numpy.zeros((len(QUANTITIES), 0))
     done = 0  # of these records; the last of them is kept for what comes after it
+    delay = 0.0  # of that one
     chunks = iter(chunks)
     is_more = True
     while is_more:
@@ -59,15 +75,16 @@ def pieces(chunks, rate):
         intervals = numpy.diff(time) * (rate / 1e9)
         place = numpy.append(0, numpy.cumsum(numpy.where(intervals < 0, 1, intervals) - 1))
         on_time = sliding_window_view(numpy.append(place, [numpy.inf] * (ahead - 1)), ahead).min(1)
-        step = numpy.diff(on_time)
-        is_broken = numpy.concatenate([[True], (step >= LOST) | (step <= -CROWDED)
-                                       | (intervals < 0) | fault[1:] | fault[:-1]])
         end = len(time) - ahead if is_more else len(time)
+        is_broken = numpy.append(True, intervals < 0)
+        is_broken[done:end], delay = breaks(on_time[done:end], is_broken[done:end], delay)
+        is_broken[1:] |= fault[1:] | fault[:-1]
         edges = [done, *(numpy.flatnonzero(is_broken[done + 1:end]) + done + 1), end]
         for first, last in zip(edges[:-1], edges[1:]):
             if first < last and not fault[first]:
                 yield is_broken[first], time[first:last], values[:, first:last]
         kept = max(end - 1, 0)
+        delay -= place[kept]
         time, fault, values, done = time[kept:], fault[kept:], values[:, kept:], end - kept
 
 
