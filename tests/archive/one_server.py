@@ -116,16 +116,16 @@ class OneServerTest(ArchiveTest):
     def test_completeness_has_a_line_for_each_day(self):
         day = START - START % DAY
         self.load(self.data_file("thin", [record(i * 32) for i in range(225)]))
-        self.load(self.data_file("dead", half_hour(-48)))
+        self.load(self.data_file("o'neill", half_hour(-48)))
         lines = self.ask("completeness", f"from={day - DAY}", f"to={day + 2 * DAY}").splitlines()
         expected = RATE * DAY
         self.assertIn(f"thin\t2023-11-13T00:00:00Z\t0\t{expected}\t0\t0\t0\t", lines)
         self.assertIn(f"thin\t2023-11-14T00:00:00Z\t225\t{expected}\t0.07\t0\t225\t"
                       "2023-11-14T22:59:52.000000000Z", lines)
-        self.assertIn(f"dead\t2023-11-13T00:00:00Z\t7200\t{expected}\t2.08\t0\t0\t"
+        self.assertIn(f"o'neill\t2023-11-13T00:00:00Z\t7200\t{expected}\t2.08\t0\t0\t"
                       "2023-11-13T22:59:59.750000000Z", lines)
         for date in ("14", "15"):
-            self.assertIn(f"dead\t2023-11-{date}T00:00:00Z\t0\t{expected}\t0\t0\t0\t", lines)
+            self.assertIn(f"o'neill\t2023-11-{date}T00:00:00Z\t0\t{expected}\t0\t0\t0\t", lines)
 
     def test_times_by_the_rules_of_sonic_records(self):
         path = self.data_file("times", half_hour(0))

@@ -19,7 +19,7 @@ struct DataLine {
   bool has_fault = false;    ///< diag is not 0
 };
 
-/// Nanoseconds since 1970 fit 63 bits before this second, in the year 2262.
+/// Nanoseconds since 1970 fit 63 bits before this second, 2262-04-11 23:47:16 UTC.
 inline constexpr uint64_t END_OF_TIME_SECONDS = 9223372036;
 
 enum class DataLineState {

@@ -16,7 +16,7 @@ inline uint64_t nanoseconds_of(const DataLine& record) {
 
 /// A time that a user wrote, in nanoseconds since 1970: seconds since then (1700001000,
 /// 1700001000.5) or ISO 8601 in UTC, as short as a day (2023-11-14, 2023-11-14T22:30, 2023-11-14
-/// 22:30:00.25Z). Nothing when it is neither or not before the year 2262.
+/// 22:30:00.25Z). Nothing when it is neither or not before END_OF_TIME_SECONDS.
 std::optional<uint64_t> parse_time(std::string_view text);
 
 /// ISO 8601 with nine digits, "2023-11-14T22:30:00.031250000Z". The seconds' text is cached from
