@@ -7,9 +7,8 @@ namespace sonic::port {
 namespace {
 
 constexpr const char* ABOUT =
-    R"(Takes over the serial port DEVICE, to which an ultrasonic anemometer is attached, and
-offers a port on which each of the instrument's records has a time stamp, as sonicd
-needs it. Runs until it is interrupted or DEVICE is gone.
+    R"(Opens the serial port DEVICE of an ultrasonic anemometer, and offers a port on which
+each record of the instrument has the time stamp that sonicd needs. Runs until it is interrupted or DEVICE is gone.
 )";
 
 constexpr const char* NOTES =

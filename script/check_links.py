@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Checks that every link in the documents leads somewhere, that the index names every page, and that
-the pages which man pages and units name exist. Prints what is wrong."""
+"""Checks that every link in the documents leads somewhere, that the index names every page, and
+that the pages which man pages and units name exist. Prints what is wrong."""
 
 import re
 import subprocess

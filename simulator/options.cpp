@@ -129,7 +129,7 @@ std::vector<Option> options_into(Options& o) {
        [&o](const Text& t) { o.settings.baud = offered(t, is_baud_rate); }},
       {"rate", "HZ", "output rate: 4, 5, 8, 10 (default), 16, 20 or 32 Hz",
        [&o](const Text& t) { o.settings.rate = offered(t, is_output_rate); }},
-      {"averaging", "N", "samples to a record (default 0: off)",
+      {"averaging", "N", "samples averaged into a record (default 0: off)",
        [&o](const Text& t) {
          o.settings.averaging = static_cast<unsigned int>(number(t, 0, MAX_AVERAGED_SAMPLES));
        }},
@@ -141,13 +141,13 @@ std::vector<Option> options_into(Options& o) {
        "fields of the custom format (default 5ABCDE): 5 u v w, A speed of sound,\n"
        "B temperature, C checksum, D voltage inputs, E diagnostic word",
        [&o](const Text& t) { o.settings.fields = fields(t); }},
-      {"paging", "", "break the pages of the single settings in two", store(o.paging)},
+      {"paging", "", "send the pages of the single settings in two pieces", store(o.paging)},
       {"errors", "N", "every N-th sample has a diagnostic word that is not zero",
        [&o](const Text& t) { o.error_period = period(t); }},
-      {"seed", "N", "of wind and noise (default 1); the same seed gives the same run",
+      {"seed", "N", "seed of wind and noise (default 1); the same seed gives the same run",
        [&o](const Text& t) { o.seed = static_cast<uint32_t>(number(t, 0, MAX_COUNT)); }},
 
-      {"raw", "", "the instrument's own line: records without stamps", store(o.raw)},
+      {"raw", "", "send records without stamps, as the instrument itself does", store(o.raw)},
       {"no-setup", "", "a run also begins when the port is opened", store(o.no_setup)},
       {"settle", "S", "seconds from the line that ends the set-up to the run (default 0.5)",
        [&o](const Text& t) { o.settle_ns = nanoseconds(t); }},
@@ -156,34 +156,33 @@ std::vector<Option> options_into(Options& o) {
       {"speed", "N", "N times as fast as real time; 0 or max: as fast as the reader takes it",
        [&o](const Text& t) { o.speed = speed(t); }},
       {"replay", "FILE",
-       "play recorded port input, a line in the time of a sample, then be silent;\n"
-       "the faults below have no effect on it",
+       "play recorded port input, one line in the time of each sample, and then be\n"
+       "silent; the faults below have no effect on it",
        store(o.replay)},
-      {"records", "K", "silent after record K",
+      {"records", "K", "send nothing after record K",
        [&o](const Text& t) { o.faults.silent_after = period(t); }},
 
       {"bad-stamp", "N", "every N-th record has a wrong time-stamp checksum",
        [&o](const Text& t) { o.faults.bad_stamp_period = period(t); }},
       {"bad-check", "N", "every N-th record has a wrong record checksum",
        [&o](const Text& t) { o.faults.bad_checksum_period = period(t); }},
-      {"malformed", "N", "every N-th record has a spoiled number",
+      {"malformed", "N", "every N-th record has a damaged number",
        [&o](const Text& t) { o.faults.malformed_period = period(t); }},
       {"noise", "N[:BYTES]", "noise (default 8 bytes) before every N-th record",
        [&o](const Text& t) { set_noise(t, o.faults); }},
-      {"junk", "K:BYTES", "bytes without delimiter after record K",
+      {"junk", "K:BYTES", "send BYTES without a delimiter after record K",
        [&o](const Text& t) { o.faults.junk.push_back(incident(t, byte_count)); }},
-      {"pause", "K:S", "nothing for S seconds, at any speed, after record K",
+      {"pause", "K:S", "send nothing for S seconds, at any speed, after record K",
        [&o](const Text& t) { o.faults.pauses.push_back(incident(t, nanoseconds)); }},
       {"back", "K:S", "time goes back by S seconds at record K",
        [&o](const Text& t) { o.faults.steps_back.push_back(incident(t, nanoseconds)); }},
       {"power-cycle", "K[:S]",
        "no power for S seconds (default 3) after record K, then operate mode",
        [&o](const Text& t) { o.faults.power_cycles.push_back(power_cycle(t)); }},
-      {"hang-up", "K", "take the line away after record K and end",
+      {"hang-up", "K", "hang up the line after record K and end",
        [&o](const Text& t) { o.faults.hang_up_after = period(t); }},
 
-      {"trace", "", "a line on standard output for every change of mode or setting",
-       store(o.trace)},
+      {"trace", "", "print a line for every change of mode or setting", store(o.trace)},
   };
 }
 
@@ -191,11 +190,11 @@ constexpr const char* ABOUT =
     R"(Plays an ultrasonic anemometer and its port driver on a pseudo-terminal until it is
 interrupted.
 
-Until somebody has set the instrument up, it streams in real time without faults. A run
+Until the instrument has been set up, it sends records in real time, without faults. A run
 begins when its menu is left: one line, the settling time, then record 1. --start, --speed,
---replay, --records and the faults belong to the run. It ends when the menu is entered or
-the port is closed. Faults with N are repeated; those with K happen once, and with an amount
-they may be given several times.
+--replay, --records and the options for faults apply to the run. It ends when the menu is
+entered or the port is closed. A fault with N is repeated. A fault with K happens once; if it
+has an amount, the option may be given several times.
 )";
 
 constexpr const char* NOTES =

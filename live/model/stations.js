@@ -66,7 +66,7 @@ export function instrumentsOf(station, number) {
 export function roomTexts(room) {
   return room.map(({free_bytes: free, day_bytes: day, days, warning}) => ({
     isWarning: Boolean(warning),
-    text: `Room for ${days} days: ${formatBytes(free)} free, ${formatBytes(day)} came in a day` +
+    text: `Room for ${days} days: ${formatBytes(free)} free, ${formatBytes(day)} arrived in a day` +
       (warning ? `. sonicd-room: ${warning}` : ''),
   }));
 }

@@ -94,7 +94,7 @@ class OneServerTest(ArchiveTest):
                         for name in ("a,b", "a\\b", "a\nb", b"\xff")]
         said = self.load("--station", "good", self.folder / "missing", self.folder,
                          self.folder / "empty", cut, good, status=1)
-        for sentence in ("missing: No such file", "empty: holds no record", "cut.zst: cannot",
+        for sentence in ("missing: No such file", "empty: contains no record", "cut.zst: cannot",
                          f"{self.folder}: no file"):
             self.assertIn(sentence, said)
         self.assertIn("cut.zst: cannot", self.load("--station", "good", cut, status=1))
@@ -212,7 +212,7 @@ class OneServerTest(ArchiveTest):
                       [(s["station"], s["last_record"]) for s in first["stations"]])
         self.load("--state", state, bad, status=1)
         second = json.loads(state.read_text())
-        left = [{"file": bad.decode(), "reason": "holds no record"}]
+        left = [{"file": bad.decode(), "reason": "contains no record"}]
         self.assertEqual([False, first["last_ok"], 1, left], [second[name] for name in (
             "ok", "last_ok", "left_out", "left_out_files")])
         os.environ["SONIC_STORE"] = "--host=127.0.0.9"

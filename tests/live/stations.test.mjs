@@ -89,8 +89,8 @@ test('the room on the disk, with and without a warning', () => {
   const disk = {free_bytes: 12345678900, day_bytes: 189900000, days: 65, warning: null};
   const warning = 'room for 3 days of data left';
   assert.deepEqual(roomTexts([disk, {...disk, free_bytes: 6e8, days: 3, warning}]), [
-    {isWarning: false, text: 'Room for 65 days: 12.3 GB free, 190 MB came in a day'},
-    {isWarning: true, text: 'Room for 3 days: 600 MB free, 190 MB came in a day. ' +
+    {isWarning: false, text: 'Room for 65 days: 12.3 GB free, 190 MB arrived in a day'},
+    {isWarning: true, text: 'Room for 3 days: 600 MB free, 190 MB arrived in a day. ' +
       'sonicd-room: room for 3 days of data left'},
   ]);
 });

@@ -163,7 +163,7 @@ class AlarmTest(unittest.TestCase):
                          self.run_alarm("--silent", 0, *disks))
         state = {"finished": time_text(time.time()), "ok": False, "error": None,
                  "last_ok": time_text(time.time() - 8000),
-                 "left_out_files": [{"file": "mast-07/1", "reason": "holds no record"}]}
+                 "left_out_files": [{"file": "mast-07/1", "reason": "contains no record"}]}
         (RUN / "load").write_text(json.dumps(state))
         self.assert_told(["^ALARM sonic-load: not everything was loaded .*: mast-07/1: holds"],
                          self.run_alarm("--silent", 0))

@@ -181,7 +181,7 @@ class PlanarFit(unittest.TestCase):
         self.assertEqual(planar_fit.lines(self.table, 1),
                          ([planar_fit.HEAD, "0\t360\t70\t0.050000\t0.020000\t-0.030000"], []))
 
-    def test_gives_no_plane_where_the_winds_do_not_tell(self):
+    def test_gives_no_plane_where_the_winds_do_not_show_one(self):
         self.table["percent"][self.table["direction"] >= 180] = 0
         lines, missing = planar_fit.lines(self.table, 2)
         self.assertEqual((len(lines), len(missing)), (2, 1))

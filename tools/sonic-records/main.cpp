@@ -41,7 +41,7 @@ std::string read_file(const std::string& path, Scan& scan, Output& output) {
   output.end_of_file(path, summary);
   if (!problem.empty() || summary.has_record) return problem;
   return summary.has_crlf ? "its lines end in CR LF: it was changed after it was written"
-                          : "holds no record";
+                          : "contains no record";
 }
 
 int run(int argc, char* argv[]) {

@@ -15,8 +15,8 @@ namespace sonic::records {
 namespace {
 
 constexpr const char* ABOUT =
-    R"(The good records of sonicd's half-hour files as a table on standard output, or
-what follows from them. Files may be plain or compressed (gzip, zstd, xz), in any
+    R"(Prints the good records of sonicd's half-hour files as a table, or statistics
+computed from them. Files may be plain or compressed (gzip, zstd, xz), in any
 order; without FILE, or with - alone, standard input is read.
 )";
 
@@ -24,8 +24,8 @@ constexpr const char* NOTES =
     R"(TIME is 2023-11-14, 2023-11-14T22:30:00.5Z (always UTC), or seconds since 1970.
 The columns, their formulas and sources are in data-format.md and half-hours.md.
 
-Exit status: 0; 1 when a file cannot be read, holds no record or is of another
-instrument than the rest; 2 for a wrong command line.
+Exit status: 0; 1 when a file cannot be read or contains no record, or when
+the files are of two instruments; 2 for a wrong command line.
 )";
 
 constexpr uint64_t MINUTE = 60 * NANOSECONDS_PER_SECOND;
@@ -197,46 +197,46 @@ std::optional<Options> parse_options(int argc, char* const argv[]) {
       {{"from", "TIME", "records from this time on",
         [&o](const Text& t) { o.range.from = to_time(t); }},
        {"to", "TIME", "records before this time", [&o](const Text& t) { o.range.to = to_time(t); }},
-       {"format", "FORMAT", "tsv (if not given), csv, or json: an object a line",
+       {"format", "FORMAT", "tsv (default), csv, or json: one object on each line",
         [&format](const Text& t) { format = to_format(t); }},
        {"epoch", "", "times as seconds and nanoseconds since 1970, not ISO 8601", store(o.epoch)},
-       {"station", "NAME", "a first column with this name",
+       {"station", "NAME", "add a first column with this name",
         [&o](const Text& t) { o.station = to_station(t); }},
        table.task(Task::SUMMARY,
-                  {"summary", "", "a line a file instead: what is in it and what is missing", {}}),
+                  {"summary", "", "a line for each file: what is in it and what is missing", {}}),
        table.task(Task::EVENTS,
-                  {"events", "", "a line instead for each gap, restart, error, and the like", {}}),
+                  {"events", "", "a line for each gap, restart, error, and the like", {}}),
        table.task(Task::ENVELOPE,
-                  {"envelope", "SECONDS", "a line for so much time instead: extremes and means",
+                  {"envelope", "SECONDS", "a line for each span of this length: extremes and means",
                    [&o](const Text& t) { o.envelope_width = to_width(t); }}),
        table.task(Task::HALF_HOURS,
-                  {"half-hours", "", "a line a half hour instead: means, fluxes, quality", {}}),
+                  {"half-hours", "", "a line for each half hour: means, fluxes, quality", {}}),
        table.task(Task::SPLIT, {"split", "FOLDER",
-                                "a CSV file a half hour in this folder instead, evenly spaced,\n"
-                                "and a line for each of them",
+                                "write a CSV file for each half hour into this folder, evenly\n"
+                                "spaced, and print a line for each of them",
                                 store(o.split_folder)}),
        table.of({Task::HALF_HOURS, Task::SPLIT}, "--half-hours and --split",
-                {"period", "TIME", "another length: 1min to 60min, a divisor of an hour",
+                {"period", "TIME", "length of a period: 1min to 60min, a divisor of an hour",
                  [&o](const Text& t) { o.statistics.period = to_period(t); }}),
        table.of({Task::SPLIT}, "--split",
-                {"keep-faults", "", "values of records with a fault, too, not -9999",
+                {"keep-faults", "", "write the values of records with a fault, too, not -9999",
                  store(o.keep_faults)}),
-       of_half_hours({"rotation", "HOW", "double (if not given), none, or planar:FILE",
+       of_half_hours({"rotation", "HOW", "double (default), none, or planar:FILE",
                       [&o](const Text& t) { set_rotation(o.statistics, t); }}),
        of_half_hours({"despike", "", "leave out records with a spike, which are counted anyway",
                       store(o.statistics.despike)}),
        of_half_hours(
-           {"height", "M", "of the instrument above the zero plane: gives L and itc",
+           {"height", "M", "height above the zero plane, which L and itc need",
             [&site](const Text& t) { site.height = to_number(t, 0.01, 1000, "height"); }}),
        of_half_hours(
-           {"latitude", "DEG", "for itc by day and night, with --height",
+           {"latitude", "DEG", "latitude, which itc uses in stable air; needs --height",
             [&site](const Text& t) { site.latitude = to_number(t, -90, 90, "latitude"); }}),
        of_half_hours(
-           {"pressure", "HPA", "of the air: gives TAU",
+           {"pressure", "HPA", "air pressure, which TAU needs",
             [&site](const Text& t) { site.pressure = to_number(t, 1, 1100, "pressure"); }}),
-       of_half_hours({"names", "WHOSE", "ameriflux: its columns, as csv if not asked otherwise",
+       of_half_hours({"names", "WHOSE", "ameriflux: its names of columns, by default as csv",
                       [&o](const Text& t) { o.names = to_names(t); }}),
-       of_half_hours({"utc-offset", "HH:MM", "of the times with these names, +01:00 say",
+       of_half_hours({"utc-offset", "HH:MM", "offset of the times with these names, such as +01:00",
                       [&o](const Text& t) { o.utc_offset_seconds = to_utc_offset(t); }})},
       NOTES};
   const auto files = command_line.parse(argc, argv);

@@ -6,7 +6,7 @@ import sys
 
 from sonic_alarm.condition import span_text, time_text
 
-MAX_UNTOLD = 500  # lines
+MAX_UNREPORTED = 500  # lines
 
 
 class Memory:
@@ -14,12 +14,12 @@ class Memory:
 
     def __init__(self, path):
         self.path = path
-        self.ports, self.active, self.untold = {}, {}, []
+        self.ports, self.active, self.unreported = {}, {}, []
         self.last_run = self.broker_seen = 0
         try:
             state = json.loads(path.read_text())
             self.ports, self.active = dict(state["ports"]), dict(state["active"])
-            self.untold = list(state["untold"])
+            self.unreported = list(state["unreported"])
             self.last_run, self.broker_seen = state["last_run"], state["broker_seen"]
         except FileNotFoundError:
             pass
@@ -32,10 +32,10 @@ class Memory:
             known = self.active.get(key)
             if problem and not known:
                 self.active[key] = {"since": now, "subject": subject}
-                self._tell(now, f"ALARM {subject}: {problem}")
+                self._report(now, f"ALARM {subject}: {problem}")
             elif known and not problem:
                 lasted = span_text(now - known["since"])
-                self._tell(now, f"well again after {lasted}: {subject}: {well}")
+                self._report(now, f"well again after {lasted}: {subject}: {well}")
                 del self.active[key]
 
     def forget(self, name):
@@ -49,12 +49,12 @@ class Memory:
             self.active.pop(key, None)
         return bool(names or keys)
 
-    def _tell(self, now, line):
+    def _report(self, now, line):
         # A station's name may have any characters, and goes into the head of a mail.
         line = "".join(c if c.isprintable() else "?" for c in line)
-        self.untold.append(f"{time_text(now)}  {line}")
-        if len(self.untold) > MAX_UNTOLD:
-            self.untold[:2] = ["(earlier lines are left out)"]
+        self.unreported.append(f"{time_text(now)}  {line}")
+        if len(self.unreported) > MAX_UNREPORTED:
+            self.unreported[:2] = ["(earlier lines are left out)"]
 
     def save(self):
         part = self.path.with_name(f".{self.path.name}.part")

@@ -83,7 +83,8 @@ void run_zstd(const fs::path& file, const fs::path& part, const struct stat& ori
   futimens(out.get(), times);
 }
 
-// A copy that cannot be read to its end, perhaps only for want of memory, may contain anything.
+// A copy that cannot be read to its end, perhaps only because memory is short, may contain
+// anything.
 Comparison compare_copy(const fs::path& file, const fs::path& copy) try {
   return compare_contents(file, copy, WhenCut::THROW);
 } catch (const InputError&) {
@@ -173,7 +174,7 @@ std::string compress_file(const fs::path& file) {
   // does if the clock was set back, we are ended by the signal for that before it goes on.
   if (fcntl(plain.get(), F_SETLEASE, F_RDLCK) == -1) {
     if (errno == EAGAIN) return IN_USE;
-    fail(errno, file, "cannot tell whether it is written to");
+    fail(errno, file, "cannot find out whether it is being written to");
   }
   struct stat original {};
   if (fstat(plain.get(), &original) == -1) fail(errno, file, "cannot look at");

@@ -26,7 +26,7 @@ and one that is open for writing are left alone.
 )";
 
 constexpr const char* NOTES =
-    R"(Exit status: 0; 1 when a file or folder could not be worked on; 2 for a wrong
+    R"(Exit status: 0; 1 when a file or folder could not be processed; 2 for a wrong
 command line.
 )";
 

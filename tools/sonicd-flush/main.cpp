@@ -29,15 +29,15 @@ constexpr int DEFAULT_SECONDS = 3;
 constexpr int MAX_SECONDS = 3600;
 
 constexpr const char* ABOUT =
-    R"(Has the kernel write the data files in the folders HOME/device* to the disk while
+    R"(Makes the kernel write the data files in the folders HOME/device* to the disk while
 sonicd appends to them, so that a power cut costs a few seconds of records.
 )";
 
 constexpr const char* NOTES =
-    R"(Runs until it is ended.
+    R"(Runs until a signal ends it.
 
 Exit status: 1 when HOME cannot be read; 2 for a wrong command line. A file that
-cannot be written out is reported once.
+cannot be written to the disk is reported once.
 )";
 
 int seconds(const std::string& text) {
