@@ -24,7 +24,7 @@ const lists = {
   state: new Events('state', 'State and status', memory.state),
   gap: new Events('gap', 'Gaps and settings of the clock', memory.gap),
 };
-const alarm = new Alarm(document.getElementById('alarm'), memory.told);
+const alarm = new Alarm(document.getElementById('alarm'), memory.notified);
 const link = {online: false, since: Date.now(), heardAt: 0, askedAt: 0};
 let written = {stations: []};
 let pageName = '';
@@ -152,7 +152,7 @@ const connection = connectToBroker({
 rememberOnLeaving(() => ({
   unfolded: ports.unfoldedKeys(),
   ports: [...ports].map(({port}) => ({device: port.device, number: port.number, ...port.save()})),
-  told: [...alarm.watch.told],
+  notified: [...alarm.watch.notified],
   state: lists.state.rows(),
   gap: lists.gap.rows(),
 }));

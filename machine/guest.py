@@ -179,7 +179,7 @@ class Guest:
         self.process.wait(30)
 
     def cut_power(self):
-        """Nothing in the guest is told."""
+        """Nothing in the guest is notified."""
         self.process.kill()
         self.process.wait(30)
 

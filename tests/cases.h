@@ -29,7 +29,7 @@ Call shown(Function of) {
   return [=](Serial&, const std::string& text, bool) { print(of(text)); };
 }
 
-/// A case as it stands in its file in tests/cases, whose README.md tells how one is written.
+/// A case from its file in tests/cases. README.md there explains how to write one.
 struct CaseText {
   std::string file;  ///< path
   int line = 0;      ///< of its title

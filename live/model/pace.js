@@ -2,7 +2,7 @@
 
 import {WINDOW_SECONDS} from './record_window.js';
 
-const TOLERANCE_SECONDS = 0.2;  // a shorter step is not told from a late record
+const TOLERANCE_SECONDS = 0.2;  // a shorter step looks like a late record
 const RECORDS_IN_PACE = 8;
 const PERIOD_SECONDS = 300;  // the clocks drift apart, so the least delay is one of recent records
 

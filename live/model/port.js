@@ -10,7 +10,7 @@ import {decodeColumns, encodeColumns} from './snapshot.js';
 import {Unreadable} from './unreadable.js';
 
 const RECORDS_BEHIND = 3;  // so many one after the other: the clock was set back
-const MIN_PAUSE_SECONDS = 1;  // when a clock is set, anything less is not told from jitter
+const MIN_PAUSE_SECONDS = 1;  // when a clock is set, anything less looks like jitter
 const MAX_STATUS_CHARACTERS = 200;
 
 export class Port {

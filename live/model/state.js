@@ -1,4 +1,4 @@
-// Whether data arrive at a port: told by records alone, never by its status text.
+// Whether data arrive at a port. Only records show it, never the status text.
 
 import {formatAge} from './format.js';
 
@@ -30,7 +30,7 @@ export function portState(port, now, link) {
   if (isRecent(port.unreadable.lastAt, now)) {
     return {state: 'unreadable', text: 'Records arrive, but cannot be read', age};
   }
-  // What is to come tells nothing of the broker.
+  // What is still to come says nothing about the broker.
   const since = Math.max(0, ...[heardAt, connectedAt].filter((then) => then <= now));
   if (isRecent(since, now)) return {state: 'waiting', text: 'Waiting for a record', age};
   // The silence may be the broker's or the network's.

@@ -1,10 +1,10 @@
-// Whether to tell that data stopped, and that they are back.
+// Whether to notify that data stopped, and that they are back.
 
-/** Remembers what was told, so that nothing is told twice. */
+/** Remembers what was notified, so that nothing is notified twice. */
 export class SilenceWatch {
-  /** `told` are the names that were silent before the page was loaded again. */
-  constructor(told = []) {
-    this.told = new Set(told);
+  /** `notified` are the names that were silent before the page was loaded again. */
+  constructor(notified = []) {
+    this.notified = new Set(notified);
   }
 
   /**
@@ -16,10 +16,10 @@ export class SilenceWatch {
     const news = {silent: [], back: []};
     for (const {name, heardAt, since} of signs) {
       const isSilent = now - (heardAt ?? since) >= limit;
-      if (isSilent && !this.told.has(name)) {
-        this.told.add(name);
+      if (isSilent && !this.notified.has(name)) {
+        this.notified.add(name);
         news.silent.push(name);
-      } else if (!isSilent && heardAt !== null && this.told.delete(name)) {
+      } else if (!isSilent && heardAt !== null && this.notified.delete(name)) {
         news.back.push(name);
       }
     }

@@ -1,4 +1,4 @@
-// Tells those who ask for it that data stopped: by a notification and a sound.
+// Notifies those who ask for it that data stopped: by a notification and a sound.
 
 import {SilenceWatch} from '../model/watch.js';
 
@@ -8,11 +8,11 @@ const BEEP_SECONDS = 0.22;
 const MINUTE = 60000;
 
 export class Alarm {
-  /** `told` are those told() of before the page was loaded again. */
-  constructor(form, told) {
+  /** `notified` are the ports that were reported before the page was loaded again. */
+  constructor(form, notified) {
     this.form = form;
     this.note = document.getElementById('alarm-note');
-    this.watch = new SilenceWatch(told);
+    this.watch = new SilenceWatch(notified);
     const {notify, sound, minutes} = this.load();
     form.elements.notify.checked = notify && canNotify();
     form.elements.sound.checked = sound;
@@ -73,7 +73,7 @@ export class Alarm {
       back.length ? `Data are back: ${back.join(', ')}` : ''].filter(Boolean).join('. ');
     if (notify.checked) new Notification(text, {tag: text});
     if (sound.checked && silent.length) this.beep();
-    this.note.textContent = `Last told: ${text}`;
+    this.note.textContent = `Last notification: ${text}`;
   }
 }
 

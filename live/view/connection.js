@@ -11,7 +11,7 @@ const RETRY_MILLISECONDS = 1000;
 const KEEPALIVE_SECONDS = 20;  // after one and a half of it the broker drops a page that is gone
 
 /**
- * Calls onMessage(device, number, subtopic, text, retained), where `retained` tells a message that
+ * Calls onMessage(device, number, subtopic, text, retained), where `retained` marks a message that
  * the broker had from before the connection; onPacket() for everything that it sends; and
  * onOnline(true or false, reason) at each change. Returns {ask, drop}: one asks the broker for a
  * sign of life, the other gives the connection up for a new one.

@@ -1,4 +1,4 @@
-// One chart over time, with a title that tells the value under the cursor. All share the look.
+// One chart over time, with a title that shows the value under the cursor. All look alike.
 
 import uPlot from 'uplot';
 import {TICKS, timeLabels} from '../model/axis.js';
@@ -84,7 +84,7 @@ export function describePlot(plot, text) {
   plot.root.setAttribute('aria-label', text);
 }
 
-/** A finger on a chart is a cursor at that place: all charts of its group tell their value. */
+/** A finger on a chart is a cursor at that place: all charts of its group show their value. */
 export function pointAt(plot, clientX, clientY) {
   plot.over.dispatchEvent(new MouseEvent('mousemove', {clientX, clientY}));
 }

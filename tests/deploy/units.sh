@@ -65,7 +65,7 @@ python3 -c "import urllib.request
 print(urllib.request.urlopen('http://localhost:8080/data/stations.json').read())" |
   grep "\"port\":\"1\".*$(date -u -d "@$last" +%FT%TZ),1800,1800,100.00,.*"
 
-# An alarm is told as the document says, by a command with the rights of any other.
+# An alarm is reported as the document says, by a command with the rights of any other.
 mkdir -m 777 /mailed
 printf '%s\n' '#!/bin/sh' 'echo "$@" >/mailed/arguments' 'cat >/mailed/text' >/usr/local/bin/mail
 chmod +x /usr/local/bin/mail

@@ -1,6 +1,6 @@
 """What happens when something fails: what is done, then what must be seen.
 
-doc/reliability.md tells the same in rows that name these tests, or unit tests.
+doc/reliability.md has a row for each of these tests, and for unit tests.
 """
 
 from harness import *

@@ -8,7 +8,7 @@ import struct
 
 from page import *
 
-SOON = 3  # seconds within which the page tells what happened
+SOON = 3  # seconds within which the page shows what happened
 MQTT = ROOT / "live/node_modules/mqtt/dist/mqtt.min.js"
 
 

@@ -211,7 +211,7 @@ class ViewTest(PageTest):
         self.assertEqual(1, page.texts("#state-events td:last-child").count("Connected"))
 
     def test_alarm(self):
-        """Those who ask are told once that data stopped, and once that they are back."""
+        """Those who ask get one notification that data stopped, and one that they are back."""
         page = self.open_page()
         publish(self.port.topic, RECORD % (START, 0))
         self.assert_says("state", "^Receiving data$")
@@ -246,7 +246,7 @@ class ViewTest(PageTest):
             "return found.map(({id, nodes}) => [id, nodes.map(({html}) => html)])"))
 
     def test_fingers_and_paper(self):
-        """Touch: a tap tells the value, two fingers zoom. Paper: dark on white, and all of it."""
+        """Touch: a tap shows the value, two fingers zoom. Paper: dark on white, and all of it."""
         page = self.open_page()
         publish(self.port.topic + "/fast", *[RECORD % (START + k, 0) for k in range(20)])
         wait_until(lambda: len(page.all(".strips canvas")) == 6)

@@ -133,7 +133,7 @@ test('an uneven network is neither a gap nor a step of the clock', () => {
   }
 });
 
-test('a clock that drifts is told from one that is set', () => {
+test('a clock that drifts is not taken for one that is set', () => {
   const drift = (time) => time * 1.0005;
   const messages = Array.from({length: 4800}, (_, k) => [k / 4, drift(k / 4)]);
   assert.deepEqual(portAfter(messages).events, []);

@@ -1,4 +1,4 @@
-// The written file, its half hours, and who is told that data stopped.
+// The written file, its half hours, and the notifications that data stopped.
 
 import assert from 'node:assert/strict';
 import {readFile} from 'node:fs/promises';
@@ -95,15 +95,15 @@ test('the room on the disk, with and without a warning', () => {
   ]);
 });
 
-test('nobody is told twice, and nothing is told that is not so', () => {
-  const looks = [  // now, last sign of life, what is told
+test('nothing is notified twice, or if it is not so', () => {
+  const looks = [  // now, last sign of life, notifications
     [0, null, ''], [299, null, ''], [300, null, 'silent'], [900, null, ''], [1000, 1000, 'back'],
     [1299, 1000, ''], [1300, 1000, 'silent'], [1301, 1301, 'back'],
   ];
   const watch = new SilenceWatch();
-  for (const [now, heardAt, told] of looks) {
+  for (const [now, heardAt, notified] of looks) {
     const {silent, back} = watch.look([{name: 'a', heardAt, since: 0}], now, 300);
-    assert.equal([...silent.map(() => 'silent'), ...back.map(() => 'back')].join(), told, `${now}`);
+    assert.equal([...silent.map(() => 'silent'), ...back.map(() => 'back')].join(), notified, `${now}`);
   }
   const loadedAgain = new SilenceWatch(['a']);
   assert.deepEqual(loadedAgain.look([{name: 'a', heardAt: null, since: 2000}], 2001, 300),

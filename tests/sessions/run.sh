@@ -1,6 +1,6 @@
 #!/bin/bash
-# Runs the commands of a session and compares what they print with what stands
-# after them: run.sh BUILD-FOLDER FILE.session. README.md tells how one is written.
+# Runs the commands of a session and compares what they print with the lines after them:
+# run.sh BUILD-FOLDER FILE.session. README.md explains how to write one.
 # shellcheck source=tests/tools/setup.sh
 . "$(dirname "$0")/../tools/setup.sh"
 session=$2

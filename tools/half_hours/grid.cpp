@@ -45,7 +45,7 @@ class Placement {
     }
     double offset = on_time - static_cast<double>(_slot);
     if (offset < _offset - CROWDED) {
-      // More records follow than the rate makes, so that these tell nothing of this one's delay.
+      // More records follow than the rate makes, so these say nothing about this one's delay.
       offset = std::min(_places[i] - static_cast<double>(_slot), _offset);
       if (offset < _offset - LOST) return {};
     }

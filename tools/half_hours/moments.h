@@ -36,7 +36,7 @@ struct Moments {
 Moments moments_of(const Series& series, size_t begin, size_t end);
 
 /// Third and fourth moments of a quantity: skewness, and kurtosis, which is 3 for a normal
-/// distribution. Not a number where the standard deviation is less than the records can tell.
+/// distribution. Not a number where the standard deviation is smaller than the records resolve.
 struct Shape {
   double skewness;
   double kurtosis;

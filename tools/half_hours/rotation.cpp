@@ -23,7 +23,7 @@ Vector scaled(const Vector& a, double factor) {
 Rotation double_rotation(const Vector& mean_wind) {
   const double horizontal = std::hypot(mean_wind[U], mean_wind[V]);
   const double speed = std::hypot(horizontal, mean_wind[W]);
-  // Of the two angles; both are zero where there is no wind to tell them.
+  // Of the two angles; both are zero where there is no wind.
   const double cos_eta = horizontal == 0 ? 1 : mean_wind[U] / horizontal;
   const double sin_eta = horizontal == 0 ? 0 : mean_wind[V] / horizontal;
   const double cos_phi = speed == 0 ? 1 : horizontal / speed;

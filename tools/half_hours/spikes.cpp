@@ -9,7 +9,7 @@ namespace sonic::records {
 namespace {
 
 constexpr size_t LONGEST_SPIKE = 3;  // records in a row
-// Medians are told in halves of a part, and those of distances from them in quarters.
+// Medians are counted in halves of a part, and those of distances from them in quarters.
 constexpr int64_t LEAST_MAD = 4 * PARTS_PER_UNIT / 100;
 constexpr int64_t FACTOR = 70000;  // 7 / 0.6745, as a fraction of whole numbers
 constexpr int64_t FACTOR_DIVISOR = 6745;

@@ -12,7 +12,7 @@ namespace sonic::records {
 namespace {
 
 constexpr uint64_t GAP_INTERVALS = 5;
-constexpr uint64_t FALLBACK_RATE = 1;  // to tell a gap where the rate is not known
+constexpr uint64_t FALLBACK_RATE = 1;  // to find gaps where the rate is not known
 constexpr double LEAST_PERCENT = 90;   // of the expected records, for a flag of 0 or 1
 
 // How many records the rate makes in the period. Where it changes, each rate counts until the
@@ -120,7 +120,7 @@ void describe(Statistics& row, const Series& series, const Moments& moments) {
 void describe_turbulence(Statistics& row, const Series& series, const Moments& moments,
                          const Rotation& rotation, const StatisticsOptions& options) {
   const CovarianceMatrix c = rotated(moments.covariance, rotation);
-  // A variance of nothing may become less than that by its last bit.
+  // A variance of zero may become negative by its last bit.
   const auto deviation = [&](Quantity a) { return std::sqrt(std::max(c[a][a], 0.0)); };
   row.sd_u = deviation(U), row.sd_v = deviation(V), row.sd_w = deviation(W);
   row.sd_ts = deviation(TS);

@@ -1,4 +1,4 @@
-"""What was wrong before, and what nobody has been told of yet."""
+"""What was wrong before, and what has not been reported yet."""
 
 import json
 import os

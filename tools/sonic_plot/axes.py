@@ -4,7 +4,7 @@ import numpy
 from matplotlib import dates, pyplot
 
 DPI = 120
-# Hours and minutes stand before seconds, so that a short plot's times can be told from numbers.
+# Hours and minutes precede seconds, so that the times of a short plot do not look like numbers.
 TIME_FORMATS = ["%Y", "%b", "%d", "%H:%M", "%H:%M", "%H:%M:%S.%f"]
 ZERO_FORMATS = ["", "%Y", "%b", "%b-%d", "%H:%M", "%H:%M:%S.%f"]
 

@@ -6,7 +6,7 @@ import numpy
 LEAST_PERCENT = 90   # of the records of a half hour
 LEAST_SPEED = 1.0    # m/s
 LEAST_PERIODS = 10
-# A plane cannot be told from winds along one line: their spread across it, in m/s.
+# Winds along one line do not determine a plane. The least spread across that line, in m/s.
 LEAST_SPREAD = 0.3
 HEAD = "from\tto\tperiods\tb0\tb1\tb2"
 

@@ -41,10 +41,10 @@ def folder(instance):
                f"sonicd-setup {instance.port} --serial NUMBER")
     else:
         yield GOOD, f"data folder {path}, serial number {instance.serial()}", ""
-    told = instance.told_serial()
-    if told and told != instance.serial() and not instance.is_simulated():
-        yield (NOTE, f"the instrument itself says {told}",
-               f"If that is right: sonicd-setup {instance.port} --serial {told}")
+    reported = instance.reported_serial()
+    if reported and reported != instance.serial() and not instance.is_simulated():
+        yield (NOTE, f"the instrument itself says {reported}",
+               f"If that is right: sonicd-setup {instance.port} --serial {reported}")
     programs = [str(p) for p in ROOM_PROGRAMS if p.exists()]
     warning = output(programs[0], str(path)) if programs else ""
     if warning:

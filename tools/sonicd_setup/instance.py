@@ -71,8 +71,8 @@ class Instance:
         except (OSError, ValueError, LookupError, TypeError):
             return None
 
-    def told_serial(self):
-        """The serial number that the instrument told when it was set up, None if it told none."""
+    def reported_serial(self):
+        """The serial number that the instrument reported when it was set up, None if it reported none."""
         try:
             text = json.loads((self.folder() / f"{self.port}.json").read_text())["config"]
             line = next(line for line in text.splitlines() if line.startswith("SERIAL NUMBER"))

@@ -118,10 +118,10 @@ def explain(progress, line):
 
 def conclude(instance, remark):
     """Where the data are, and whether they are this instrument's."""
-    given, told = instance.serial(), instance.told_serial()
-    if told and given and told != given and not instance.is_simulated():
-        print(f"\nThe instrument says that its serial number is {told}, the settings say {given}. "
-              f"If the instrument is right:\n  sonicd-setup {instance.port} --serial {told}")
+    given, reported = instance.serial(), instance.reported_serial()
+    if reported and given and reported != given and not instance.is_simulated():
+        print(f"\nThe instrument says that its serial number is {reported}, the settings say {given}. "
+              f"If the instrument is right:\n  sonicd-setup {instance.port} --serial {reported}")
     print(f"\nRecords arrive. Data file: {instance.newest_file()}")
     if remark:
         print(remark)
