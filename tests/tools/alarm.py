@@ -13,7 +13,7 @@ SONIC_ALARM = Path(sys.argv.pop(1)) / "tools/sonic-alarm"
 RUN = Path(os.environ["DEVICE_RUN"]) / "alarm"
 TOPIC = "{}/home/qelta/device/port/1"
 HALF_HOUR = 1800
-COMMAND = 'echo "$SONIC_ALARM_SUBJECT" >>subjects; cat >>reported'
+COMMAND = 'echo "$SONIC_ALARM_SUBJECT" >>subjects; cat >>sent'
 
 
 def time_text(seconds):
@@ -47,31 +47,31 @@ class AlarmTest(unittest.TestCase):
         running = self.start(*options, **others)
         messages = running.communicate(timeout=60)[1]
         self.assertEqual(status, running.returncode, messages)
-        return self.reported()
+        return self.sent()
 
-    def reported(self):
-        reported = (RUN / "reported").read_text().splitlines() if (RUN / "reported").exists() else []
-        lines, self.seen = reported[self.seen:], len(reported)
+    def sent(self):
+        sent = (RUN / "sent").read_text().splitlines() if (RUN / "sent").exists() else []
+        lines, self.seen = sent[self.seen:], len(sent)
         return [line.split("UTC  ", 1)[1] for line in lines]
 
-    def assert_reported(self, patterns, lines):
+    def assert_sent(self, patterns, lines):
         self.assertEqual(len(patterns), len(lines), lines)
         for pattern, line in zip(patterns, lines):
             self.assertRegex(line, pattern)
 
     def test_silence(self):
-        """Each silence is reported once, and its end once, whatever the command and the broker do."""
+        """Each silence is sent once, and its end once, whatever the command and the broker do."""
         self.publish("mast-4", age=1200)
         self.run_alarm(status=1, command="exit 3")
         self.publish("mast-4")
-        self.assert_reported(["^ALARM mast-4", "^well again after 0 min: mast-4"], self.run_alarm())
+        self.assert_sent(["^ALARM mast-4", "^well again after 0 min: mast-4"], self.run_alarm())
 
         self.publish("mast-2", age=1200)
         self.publish("mast-10", age=60)
         silent = [r"^ALARM mast-2 port 1: no record for 20 min, since .* UTC$"]
         self.assertEqual([], self.run_alarm(status=1, command="exit 3"))
         self.assertEqual([], self.run_alarm(status=1, command="exit 3"))
-        self.assert_reported(silent, self.run_alarm())
+        self.assert_sent(silent, self.run_alarm())
         self.assertRegex((RUN / "subjects").read_text(), "\nALARM mast-2 port 1: no record")
         self.assertEqual([], self.run_alarm())
 
@@ -79,14 +79,14 @@ class AlarmTest(unittest.TestCase):
         self.forget_topic("mast-2")
         self.assertEqual([], self.run_alarm())
         self.assertEqual([], self.run_alarm("--broker=-h ::1 -p 9"))
-        self.assert_reported(["^ALARM broker: no answer for 0 min"],
+        self.assert_sent(["^ALARM broker: no answer for 0 min"],
                          self.run_alarm("--broker=-h ::1 -p 9", "--silent", "0.01"))
         # A clock that is wrong is no silence, where records arrive.
         self.publish("mast-2", age=1e8)
-        self.assert_reported(["^well again after 0 min: mast-2 port 1: records arrive$",
+        self.assert_sent(["^well again after 0 min: mast-2 port 1: records arrive$",
                           "^well again after 0 min: broker: it answers$"], self.run_alarm())
         self.assertRegex((RUN / "subjects").read_text(), "\n2 messages: well again after 0 min: ")
-        self.assert_reported(["^ALARM mast-10 port 1", "^ALARM mast-2 port 1", "^ALARM mast-4 port 1"],
+        self.assert_sent(["^ALARM mast-10 port 1", "^ALARM mast-2 port 1", "^ALARM mast-4 port 1"],
                          sorted(self.run_alarm("--silent", "0.01")))
         self.run_alarm("--forget", "mast-10")
         self.assertNotIn("mast-10", (RUN / "state").read_text())
@@ -97,17 +97,17 @@ class AlarmTest(unittest.TestCase):
         """No message is lost, and only the one being reported may be reported again."""
         self.publish("mast-3", age=1200)
         for attempt in range(5):
-            running = self.start(command="cat >>reported; sleep 0.2")
+            running = self.start(command="cat >>sent; sleep 0.2")
             time.sleep(3 + attempt * 0.15)
             running.send_signal(signal.SIGKILL)
             running.communicate()
         self.run_alarm()
-        lines = (RUN / "reported").read_text().splitlines()
+        lines = (RUN / "sent").read_text().splitlines()
         self.assertEqual({lines[0]}, set(lines))
-        self.assertEqual([], [*RUN.glob("reported.*")])
+        self.assertEqual([], [*RUN.glob("sent.*")])
         seen = len(lines)
         self.run_alarm()
-        self.assertEqual(seen, len((RUN / "reported").read_text().splitlines()))
+        self.assertEqual(seen, len((RUN / "sent").read_text().splitlines()))
         self.forget_topic("mast-3")
 
     def write_half_hours(self, **changes):
@@ -143,7 +143,7 @@ class AlarmTest(unittest.TestCase):
                 if room:
                     file["stations"][0]["room"] = [{"folder": "/home", **room}]
                 (RUN / "stations.json").write_text(json.dumps(file))
-                self.assert_reported(patterns, self.run_alarm("--silent", 0))
+                self.assert_sent(patterns, self.run_alarm("--silent", 0))
 
         (RUN / "months").mkdir()
         (RUN / "months/11.json").write_text(json.dumps(self.write_half_hours(records=10)))
@@ -151,7 +151,7 @@ class AlarmTest(unittest.TestCase):
                              "instruments": [{"serial_number": "01234"}]}]
         file["written"] = time_text(time.time() - 3 * 3600)
         (RUN / "stations.json").write_text(json.dumps(file))
-        self.assert_reported(["^ALARM mast-07 .* 0.0 %", "^ALARM half hours .*: not written for 3 h"],
+        self.assert_sent(["^ALARM mast-07 .* 0.0 %", "^ALARM half hours .*: not written for 3 h"],
                          self.run_alarm("--silent", 0))
         (RUN / "stations.json").write_text("{")
         self.assertEqual([], self.run_alarm("--silent", 0))
@@ -159,18 +159,18 @@ class AlarmTest(unittest.TestCase):
     def test_this_host(self):
         """Disks, and the archive's loading."""
         disks = ["--disk", "/", "--disk", "/no", "--free", 101]
-        self.assert_reported(["^ALARM this host, disk of /: .* % free", "^ALARM .*/no: cannot be read"],
+        self.assert_sent(["^ALARM this host, disk of /: .* % free", "^ALARM .*/no: cannot be read"],
                          self.run_alarm("--silent", 0, *disks))
         state = {"finished": time_text(time.time()), "ok": False, "error": None,
                  "last_ok": time_text(time.time() - 8000),
                  "left_out_files": [{"file": "mast-07/1", "reason": "contains no record"}]}
         (RUN / "load").write_text(json.dumps(state))
-        self.assert_reported(["^ALARM sonic-load: not everything was loaded .*: mast-07/1: contains"],
+        self.assert_sent(["^ALARM sonic-load: not everything was loaded .*: mast-07/1: contains"],
                          self.run_alarm("--silent", 0))
         (RUN / "load").write_text(json.dumps(state | {"ok": True, "last_ok": state["finished"]}))
-        self.assert_reported(["^well again .*: sonic-load"], self.run_alarm("--silent", 0))
+        self.assert_sent(["^well again .*: sonic-load"], self.run_alarm("--silent", 0))
         (RUN / "load").write_text(json.dumps(state | {"finished": state["last_ok"]}))
-        self.assert_reported(["^ALARM sonic-load: has not run for 2 h"], self.run_alarm("--silent", 0))
+        self.assert_sent(["^ALARM sonic-load: has not run for 2 h"], self.run_alarm("--silent", 0))
 
 
 if __name__ == "__main__":

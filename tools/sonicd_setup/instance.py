@@ -72,7 +72,7 @@ class Instance:
             return None
 
     def reported_serial(self):
-        """The serial number that the instrument reported when it was set up, None if it reported none."""
+        """The serial number that the instrument reported during its set-up, or None."""
         try:
             text = json.loads((self.folder() / f"{self.port}.json").read_text())["config"]
             line = next(line for line in text.splitlines() if line.startswith("SERIAL NUMBER"))

@@ -120,7 +120,7 @@ def conclude(instance, remark):
     """Where the data are, and whether they are this instrument's."""
     given, reported = instance.serial(), instance.reported_serial()
     if reported and given and reported != given and not instance.is_simulated():
-        print(f"\nThe instrument says that its serial number is {reported}, the settings say {given}. "
+        print(f"\nThe instrument says its serial number is {reported}, the settings say {given}. "
               f"If the instrument is right:\n  sonicd-setup {instance.port} --serial {reported}")
     print(f"\nRecords arrive. Data file: {instance.newest_file()}")
     if remark:
