@@ -42,7 +42,7 @@ PARTITION BY toYYYYMM(toDateTime(toUInt32(seconds), 'UTC'))
 PRIMARY KEY (station, seconds)
 ORDER BY (station, seconds, nanoseconds, u100, v100, w100, sos100, ts100, diag, texts);
 
--- Where records come in, as text; it keeps nothing.
+-- Takes records as text and keeps nothing.
 CREATE TABLE IF NOT EXISTS sonic.incoming (
   station String,
   rate UInt16,

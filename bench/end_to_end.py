@@ -130,7 +130,7 @@ def before_others():
 
 
 def until_the_pause(speed):
-    """An instrument that can be stopped when exactly a million records have come."""
+    """An instrument that can be stopped when exactly a million records have arrived."""
     return Simulator("/dev/ttyS1", *INSTRUMENT, "--speed", speed, "--pause", f"{MILLION}:{PAUSE}")
 
 
@@ -177,7 +177,7 @@ def floor():
 
 
 def absent():
-    """The broker comes late."""
+    """The broker starts late."""
     simulator = Simulator("/dev/ttyS1", *INSTRUMENT, "--speed", 0)
     daemon = Daemon()
     watch = Watch(daemon)

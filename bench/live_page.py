@@ -189,7 +189,7 @@ def rows():
 
 
 def become_central():
-    """The device's broker goes, and one comes that shows the ports of all loggers."""
+    """Replaces the logger's broker by one that shows the ports of all loggers."""
     os.kill(int(Path(os.environ["DEVICE_BROKER_PID"]).read_text()), 15)
     rights = ROOT / "deploy/mosquitto"
     configuration = Path(os.environ["DEVICE_BROKER_CONF"])

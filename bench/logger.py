@@ -174,7 +174,7 @@ class Subscriber:
         self.normal += len(lines) - fast
 
     def end(self):
-        """When no more come."""
+        """When no more arrive."""
         before = None
         while before != (self.normal, self.fast):
             before = self.normal, self.fast
@@ -183,7 +183,7 @@ class Subscriber:
 
 
 def listen(arguments, take):
-    """Passes on what a subscriber prints, as it comes."""
+    """Passes on what a subscriber prints, as it is printed."""
     process = subprocess.Popen(["mosquitto_sub", "-h", "::1", *arguments], stdout=subprocess.PIPE)
 
     def read():

@@ -93,9 +93,9 @@ def delays():
         os.write(lines[k % 2].fd, RECORD)
     time.sleep(1)
     stamps = re.findall(rb"(\d+)\.(\d{9}),..,", port.log.read_bytes())
-    came = [[int(s + ns) for s, ns in stamps], arrivals(log)]
+    arrived = [[int(s + ns) for s, ns in stamps], arrivals(log)]
     return [sorted((late - early) / 1e9 for early, late in zip(*pair, strict=True))
-            for pair in zip(sent, came)]
+            for pair in zip(sent, arrived)]
 
 
 def one_round(copier, simulator, seconds):

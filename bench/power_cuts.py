@@ -1,6 +1,6 @@
 """Cuts the power of an emulated logger while it records: power_cuts.py WAY CUTS RESULT.json.
 
-WAY is how the records come to the disk (see WAYS). The guest is brought to sampling once and kept;
+WAY is how the records get to the disk (see WAYS). The guest is brought to sampling once and kept;
 each cut begins there, on a disk of its own, and ends the emulator 5 to 75 seconds later. Three
 machines run at once. The way "all" has each of them CUTS times, a minute each, and is for
 comparing what they cost."""
@@ -102,7 +102,7 @@ def stamps_of(path):
 
 
 def look(folder, start, cut, before):
-    """What the cut at the record time `cut` left. Records came until `before`, and then from
+    """What the cut at the record time `cut` left. Records arrived until `before`, and then from
     `start` on."""
     stamps, zeros, finished = [], 0, {}
     for path in sorted(folder.glob("device/[0-9]*")):
@@ -135,14 +135,14 @@ def comes_back(sampling, folder, start):
             if last.startswith("DATA_SONIC\t") and int(last.split("\t")[1]) >= start:
                 return time.time() - begin
             time.sleep(1)
-        raise AssertionError("no record came after the machine had booted")
+        raise AssertionError("no record arrived after the machine had booted")
     finally:
         guest.cut_power()
         lines.end()
 
 
 def opened(instrument):
-    """When the guest's line came to the instrument, which counts the records' time from then."""
+    """When the guest's line reached the instrument, which counts the records' time from then."""
     while not (when := instrument.seen("port opened")):
         time.sleep(0.01)
     return when

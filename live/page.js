@@ -14,7 +14,7 @@ const UPDATE_MILLISECONDS = 250;
 const UPDATES_TO_A_DRAWING = 4;
 const UPDATES_TO_A_SORTING = 20;
 const FIRST_MESSAGES_MILLISECONDS = 1000;  // for what the broker has retained
-const QUIET_MILLISECONDS = 5000;  // between announcements: a line may come and go all day
+const QUIET_MILLISECONDS = 5000;  // between announcements: a line may appear and disappear all day
 const SILENT_MILLISECONDS = 1500;  // after so long without a record the broker is asked
 const MAX_SILENT_MILLISECONDS = 5000;  // without an answer the network is taken for dead
 

@@ -97,7 +97,7 @@ class Guest:
                 time.sleep(0.05)
 
     def _go_on(self):
-        """It was saved while it stood still."""
+        """It was saved while it was paused."""
         while self.monitor.command("query-status")["status"] == "inmigrate":
             time.sleep(0.05)
         self.monitor.command("cont")

@@ -14,7 +14,7 @@ SIMULATOR = ROOT / "build/default/simulator/sonic-simulator"
 
 
 class Instrument:
-    """`options` are the simulator's. Its output is collected with the time at which it came."""
+    """`options` are the simulator's. Its output is collected with the time at which it arrived."""
 
     def __init__(self, options=""):
         command = [*WITH_THIS_PROGRAM, SIMULATOR, "--trace", *options.split()]
@@ -30,7 +30,7 @@ class Instrument:
             self.lines.append((time.time(), line.removeprefix("sonic-simulator: ").rstrip()))
 
     def seen(self, text):
-        """When a line with this text came, the last time; None: it did not."""
+        """When a line with this text last arrived; None if it did not."""
         return next((when for when, line in reversed(self.lines) if text in line), None)
 
     def pause(self):

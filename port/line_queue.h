@@ -11,7 +11,7 @@ class LineQueue {
  public:
   void push(const std::string& bytes);
 
-  /// What comes next; empty when nothing waits.
+  /// What is next; empty when nothing waits.
   const std::string& front() const { return _bytes; }
   void pop(size_t count);
   void clear();

@@ -52,7 +52,7 @@ Relay::~Relay() { report_dropped(Clock::duration::zero()); }
 
 void Relay::run(int stop) {
   for (;;) {
-    const bool full = !_keys.empty();  // the device has no room for what came before
+    const bool full = !_keys.empty();  // the device has no room for earlier keys
     const bool busy = full || !_requests.empty();
     pollfd awaited[] = {{stop, POLLIN, 0},
                         {_device.fd(), static_cast<short>(full ? POLLIN | POLLOUT : POLLIN), 0},
@@ -62,7 +62,7 @@ void Relay::run(int stop) {
     const auto& [stopped, device, port] = awaited;
     if (stopped.revents != 0) break;
     if ((device.revents & POLLOUT) != 0) send_keys();
-    // What has come at the same time as a flush is taken for newer.
+    // What arrived at the same time as a flush is taken for newer.
     if (_port->notice(port)) forget_input();
     if (port.revents != 0 || _port->patience() != -1) take_requests();
     if (_port->is_closed_to_all()) renew_port();

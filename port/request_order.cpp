@@ -81,7 +81,7 @@ void RequestOrder::keys_read() {
 }
 
 bool RequestOrder::report_read() {
-  if (!_awaits_report) {  // it came after the last look
+  if (!_awaits_report) {  // it arrived after the last look
     take_events();
     _keys_first = _awaits_keys;
   }

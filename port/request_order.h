@@ -8,7 +8,7 @@
 namespace sonic::port {
 
 /// Knows in which order the user of a pseudo-terminal wrote keys and changed the settings. The
-/// terminal itself does not show it: in packet mode a report of changed settings comes ahead of all
+/// terminal itself does not show it: in packet mode a report of changed settings precedes all
 /// keys. Right as long as this program looks before the user does the next thing but one.
 class RequestOrder {
  public:

@@ -78,7 +78,7 @@ void SerialDevice::set_raw(speed_t speed) {
   line.c_cflag = CS8 | CREAD | CLOCAL;
   cfsetspeed(&line, speed);
   if (!apply(line)) throw_error(errno, {_path, " cannot be set up: "});
-  tcflush(fd(), TCIFLUSH);  // came at another speed, perhaps
+  tcflush(fd(), TCIFLUSH);  // perhaps received at another speed
 }
 
 // Without it some drivers let bytes wait for many milliseconds before they hand them over.

@@ -243,7 +243,7 @@ std::string Instrument::setting_page(const std::string& heading, const std::stri
   return heading + (_paging ? std::string(1, PAGE_BREAK) : "") + entries + SUB_MENU_EXIT;
 }
 
-// The version stands last because readers take what follows the word up to the end of the text.
+// The version is last because readers take what follows the word up to the end of the text.
 std::string Instrument::short_configuration() const {
   return IDENTITY + baud_heading(_chosen_baud) + rate_heading(_settings) +
          averaging_heading(_settings) + "\r" + PAGE_BREAK + errors_heading(_settings) +

@@ -10,7 +10,7 @@
 
 namespace sonic::simulator {
 
-/// What comes out of the port in operate mode, sample by sample: wind through the instrument and
+/// What the port sends in operate mode, sample by sample: wind through the instrument and
 /// the port driver, or a recording.
 class Stream {
  public:
@@ -20,7 +20,7 @@ class Stream {
   /// From the beginning. Only a run has faults, a recording and a speed of its own.
   void begin(bool run);
 
-  /// The next sample's time has come. No bytes: the instrument makes no record of it.
+  /// The next sample is due. No bytes: the instrument makes no record of it.
   Delivery next();
 
   /// One record without faults.

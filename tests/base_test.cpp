@@ -17,7 +17,7 @@ namespace sonic {
 
 namespace {
 
-// What comes of arguments: what is printed, the option's value, the other arguments.
+// The result of arguments: what is printed, the option's value, the other arguments.
 std::string parsed(std::vector<std::string> words) {
   std::string text;
   bool flag = false;

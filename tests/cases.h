@@ -13,7 +13,7 @@
 
 namespace sonic {
 
-/// What a case may call: `argument` is what stands after the name.
+/// What a case may call: `argument` is the text after the name.
 using Call = std::function<void(Serial& port, const std::string& argument, bool verbose)>;
 using Calls = std::map<std::string, Call>;
 

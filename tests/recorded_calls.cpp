@@ -50,7 +50,7 @@ std::string text(const void* bytes, int length) {
 
 using sonic::call;
 
-// These stand before the library's own.
+// These precede the library's own.
 int mosquitto_lib_init() { return call("lib_init"); }
 
 int mosquitto_lib_cleanup() { return call("lib_cleanup"); }

@@ -28,8 +28,8 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 const std::string RECORD = "  1.23  -0.45   0.07  343.21   21.50 0 3f\r";
-constexpr seconds LONG_ENOUGH(20);  // for what comes in milliseconds on a machine that is not busy
-constexpr milliseconds QUIET(300);  // in which nothing may come
+constexpr seconds LONG_ENOUGH(20);  // for what takes milliseconds on a machine that is not busy
+constexpr milliseconds QUIET(300);  // in which nothing may arrive
 
 std::mutex log_mutex;
 std::string log_text;
@@ -48,7 +48,7 @@ Descriptor open_terminal(const std::string& path) {
   return Descriptor(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0));
 }
 
-/// Until so many bytes have come, or the time is over.
+/// Until so many bytes have arrived, or the time is over.
 std::string read_from(int fd, size_t count, std::chrono::nanoseconds limit = LONG_ENOUGH) {
   std::string bytes;
   const auto end = std::chrono::steady_clock::now() + limit;

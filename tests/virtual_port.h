@@ -17,10 +17,10 @@ namespace sonic {
 //   const auto receive = [](Serial& port) { interactive_rx(port, 1, 80, false); };
 //   EXPECT_EQ("[900ms] [1000ms] ", transcript({{900, "late"}}, receive));
 
-/// What comes from the instrument, each piece at its moment in milliseconds since the start.
+/// What the instrument sends, each piece at its moment in milliseconds since the start.
 using Script = std::vector<std::pair<int, std::string>>;
 
-// Instead of bytes. At the moment of bytes before it, an interruption comes just before they are
+// Instead of bytes. At the moment of bytes before it, an interruption happens just before they are
 // read; at moment 0, before anything; else it ends the wait that it falls into.
 constexpr const char* INTERRUPT = "\x01 interrupt";
 constexpr const char* SIGNAL = "\x01 signal";  // another one, which asks for nothing

@@ -38,7 +38,7 @@ class File:
 
 @dataclass
 class Report:
-    """What came of a run."""
+    """The result of a run."""
 
     files: int = 0
     known: int = 0  # files that were loaded before

@@ -1,4 +1,4 @@
-"""What came of the last run of sonic-load, as a file for programs that watch it."""
+"""The result of the last run of sonic-load, as a file for programs that watch it."""
 
 import json
 from datetime import datetime, timezone

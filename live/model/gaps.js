@@ -6,9 +6,9 @@ const INTERVALS = 31;  // how many the usual interval is taken from
 const MIN_INTERVALS = 8;
 const GAP = 1.75;  // of the usual interval: time stamps are not quite even
 const SETTLED = 5;  // after so many intervals a record that was only stamped late is made up for
-const CATCHING_UP = 0.75;  // of the usual interval: what was held up is still coming
+const CATCHING_UP = 0.75;  // of the usual interval: records that were held up are still arriving
 const MAX_CATCHING_UP = 64;  // intervals; after more the instrument has another rate
-const NEW_START_SECONDS = 2;  // after so long the instrument may come back at another rate
+const NEW_START_SECONDS = 2;  // after so long the instrument may return at another rate
 const MAX_BURST_SECONDS = 1 / 64;  // closer together than at any rate: they were held up
 
 export class Gaps {
@@ -27,8 +27,8 @@ export class Gaps {
   }
 
   /**
-   * Looks at two records that came one after the other. If this page was `deaf` in between, it is
-   * not known that anything was missed: it may well be in the file.
+   * Looks at two records that arrived one after the other. If this page was `deaf` in between, nothing
+   * may be missing: it may well be in the file.
    */
   add(from, to, deaf) {
     const interval = to - from;
@@ -43,7 +43,7 @@ export class Gaps {
 
   /**
    * Decides on the long interval when the time that it and those after it took shows whether
-   * records are missing. As long as they come faster than usual they were only held up.
+   * records are missing. If they arrive faster than usual, they were only held up.
    */
   settle(time, interval, atOnce) {
     const {from, to, usual, intervals} = this.late;
@@ -65,7 +65,7 @@ export class Gaps {
     this.onGap({from, to, missed});
   }
 
-  /** A record of this time came after all, later than its successors. */
+  /** A record of this time has arrived after all, later than its successors. */
   fill(time) {
     const isIn = (gap) => gap && gap.from < time && time < gap.to;
     if (isIn(this.late)) this.late.intervals++;

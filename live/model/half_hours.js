@@ -39,7 +39,7 @@ export class HalfHours {
     return this.starts.length;
   }
 
-  /** A cell as it stands in the table; empty where there is none. */
+  /** A cell as it is in the table; empty where there is none. */
   text(i, name) {
     return this.rows[i]?.[this.names.indexOf(name)] ?? '';
   }

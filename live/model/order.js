@@ -1,4 +1,4 @@
-// In which order ports stand.
+// The order of the ports.
 
 import {compareNames} from './format.js';
 

@@ -8,7 +8,7 @@ const PERIOD_SECONDS = 300;  // the clocks drift apart, so the least delay is on
 
 /**
  * A record cannot arrive before it is stamped. So if one arrives with less delay than any before
- * it, although they came as they were stamped, the logger's clock was set forward in between.
+ * it, although they arrived as they were stamped, the logger's clock was set forward in between.
  */
 export class Pace {
   constructor() {
@@ -37,13 +37,13 @@ export class Pace {
   isAhead(time, arrival) {
     const last = this.recent.at(-1);
     if (!last) return false;
-    // Nothing that was only held up is so much later than what came just before it.
+    // Nothing that was only held up is so much later than what arrived just before it.
     if (time - last.time - (arrival - last.arrival) > WINDOW_SECONDS) return true;
     const usual = Math.min(...this.periods.map((period) => period.least));
     return this.isInPace() && arrival - time < usual - TOLERANCE_SECONDS;
   }
 
-  /** Whether the last records came about as they were stamped, and not all at once from a queue. */
+  /** Whether the last records arrived about as they were stamped, not all at once from a queue. */
   isInPace() {
     const first = this.recent[0];
     const last = this.recent.at(-1);

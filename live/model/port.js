@@ -1,4 +1,4 @@
-// What is known of one port, from the messages that came and from when they came.
+// What is known of one port, from its messages and from when they arrived.
 
 import {formatAge, formatSpan, formatTime, shorten} from './format.js';
 import {Gaps} from './gaps.js';
@@ -9,7 +9,7 @@ import {RecordWindow} from './record_window.js';
 import {decodeColumns, encodeColumns} from './snapshot.js';
 import {Unreadable} from './unreadable.js';
 
-const RECORDS_BEHIND = 3;  // so many one after the other: the clock was set back
+const LATE_RECORDS = 3;  // so many one after the other: the clock was set back
 const MIN_PAUSE_SECONDS = 1;  // when a clock is set, anything less looks like jitter
 const MAX_STATUS_CHARACTERS = 200;
 
@@ -29,10 +29,10 @@ export class Port {
     this.rates = new Rates();
     this.unreadable = new Unreadable();
     this.retained = {};      // by topic, the time of the record that the broker had retained
-    this.behind = [];        // the latest records, if they are older than the one before them
+    this.late = [];        // the latest records, if they are older than the one before them
     this.record = null;      // the latest that is known
-    this.heardAt = null;     // when it came; null if it is older than the connection
-    this.last = null;        // {time, arrival} of the latest that came while this page listened
+    this.heardAt = null;     // when it arrived; null if it is older than the connection
+    this.last = null;        // {time, arrival} of the latest that arrived while this page listened
     this.status = null;
     this.statusAt = null;    // as heardAt
     this.stoppedAt = null;   // of the last record, once the list says that data stopped
@@ -48,7 +48,7 @@ export class Port {
   connected(now) {
     this.connectedAt = now;
     this.deaf = true;  // from the last record to the next
-    this.behind = [];
+    this.late = [];
     this.pace.reset();
   }
 
@@ -84,7 +84,7 @@ export class Port {
   }
 
   /**
-   * The first record of a second comes on two topics, and a bridge may repeat what it sent: a
+   * The first record of a second arrives on two topics, and a bridge may repeat what it sent: a
    * record that is there already is not a new one.
    */
   handleRecord(record, now, arrival) {
@@ -99,29 +99,29 @@ export class Port {
   }
 
   place(record, arrival) {
-    const isBehind = this.last && record.time <= this.last.time;
-    const inOrder = !this.behind.length || record.time > this.behind.at(-1).record.time;
-    if (!isBehind || !inOrder) this.takeLate();
-    if (!isBehind) return this.append(record, arrival);
-    this.behind.push({record, arrival});
-    if (this.behind.length === RECORDS_BEHIND) this.stepBack();
+    const isLate = this.last && record.time <= this.last.time;
+    const inOrder = !this.late.length || record.time > this.late.at(-1).record.time;
+    if (!isLate || !inOrder) this.takeLate();
+    if (!isLate) return this.append(record, arrival);
+    this.late.push({record, arrival});
+    if (this.late.length === LATE_RECORDS) this.stepBack();
   }
 
-  /** One or two records that came after later ones: their order was changed on the way. */
+  /** One or two records that arrived after later ones: their order was changed on the way. */
   takeLate() {
-    for (const {record} of this.behind) {
+    for (const {record} of this.late) {
       this.window.add(record);
       this.gaps.fill(record.time);
     }
-    this.behind = [];
+    this.late = [];
   }
 
   stepBack() {
-    const {behind, last} = this;
-    this.behind = [];
-    const [{record, arrival}] = behind;
+    const {late, last} = this;
+    this.late = [];
+    const [{record, arrival}] = late;
     this.setClock(record.time - last.time - this.pauseBefore(arrival));
-    for (const one of behind) this.append(one.record, one.arrival);
+    for (const one of late) this.append(one.record, one.arrival);
   }
 
   append(record, arrival) {
@@ -163,7 +163,7 @@ export class Port {
     return `Gap of ${formatSpan(to - from)} after ${formatTime(from)}: ${count}`;
   }
 
-  /** To be called when data that came before do not come any more, though the broker answers. */
+  /** To be called when data no longer arrive, though the broker answers. */
   dataStopped() {
     if (this.stoppedAt !== null || this.heardAt === null) return;
     this.stoppedAt = this.heardAt;

@@ -47,7 +47,7 @@ export class RecordWindow {
   }
 
   /**
-   * By name; valid until the next record comes. `time` has all records on the logger's present
+   * By name; valid until the next record arrives. `time` has all records on the logger's present
    * clock; `seconds` and `nanoseconds` are each record's own stamp.
    */
   columns() {

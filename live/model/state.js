@@ -4,7 +4,7 @@ import {formatAge} from './format.js';
 
 const MAX_FRESH_MILLISECONDS = 2000;
 
-/** Not recent either is what is to come: this computer's clock was set back. */
+/** A time in the future is not recent either: this computer's clock was set back. */
 function isRecent(then, now) {
   return then !== null && Math.abs(now - then) <= MAX_FRESH_MILLISECONDS;
 }
@@ -30,7 +30,7 @@ export function portState(port, now, link) {
   if (isRecent(port.unreadable.lastAt, now)) {
     return {state: 'unreadable', text: 'Records arrive, but cannot be read', age};
   }
-  // What is still to come says nothing about the broker.
+  // A time in the future says nothing about the broker.
   const since = Math.max(0, ...[heardAt, connectedAt].filter((then) => then <= now));
   if (isRecent(since, now)) return {state: 'waiting', text: 'Waiting for a record', age};
   // The silence may be the broker's or the network's.

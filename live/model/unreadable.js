@@ -8,7 +8,7 @@ export class Unreadable {
   constructor() {
     this.counts = [];  // {minute, count}, oldest first
     this.text = '';
-    this.lastAt = null;  // when the last came; null if none did, or it is older than the connection
+    this.lastAt = null;  // when the last arrived; null if none has since the connection
   }
 
   add(text, now, retained) {

@@ -16,7 +16,7 @@ export function turned(degrees, angle) {
   return ((degrees + angle) % 360 + 360) % 360;
 }
 
-/** The same for a direction as text: as many digits come out as went in, and none of none. */
+/** The same for a direction as text, with as many digits. An empty one stays empty. */
 export function turnedText(text, angle) {
   if (text === '' || angle === 0) return text;
   const digits = text.split('.')[1]?.length ?? 0;

@@ -63,7 +63,7 @@ export class History {
       `Half hours of instrument ${serialNumber}${name ? `, ${name}` : ''}`);
     const age = Date.now() - written;
     setText(this.fields.written, `Times in UTC. Written ${formatTime(written / 1000, 0)}` +
-      (age > MAX_FRESH_MILLISECONDS ? `, ${formatAge(age)} ago: what came since is missing here` : '') +
+      (age > MAX_FRESH_MILLISECONDS ? `, ${formatAge(age)} ago: later half hours are missing here` : '') +
       `. Directions are from ${this.reference}.`);
     this.fields.written.classList.toggle('alarm', age > MAX_FRESH_MILLISECONDS);
     this.fields.room.replaceChildren();
@@ -123,7 +123,7 @@ export class History {
     this.fillTable();
   }
 
-  /** Marks a half hour and says its numbers, as they stand in the table. */
+  /** Marks a half hour and shows its numbers as they are in the table. */
   choose(i) {
     if (i === this.calendar.chosen) return;
     this.calendar.mark(i);
@@ -147,7 +147,7 @@ export class History {
     return turnedText(this.halfHours.text(i, 'direction'), this.instrument.angle ?? 0);
   }
 
-  /** All columns as they stand in the table of sonic-records, while somebody looks at it. */
+  /** All columns as in the table of sonic-records, while somebody looks at it. */
   fillTable() {
     this.table.replaceChildren();
     if (!this.details.open) return;

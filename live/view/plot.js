@@ -5,7 +5,7 @@ import {TICKS, timeLabels} from '../model/axis.js';
 import {append, setText} from './fields.js';
 
 const TIME_AXIS_HEIGHT = 26;
-const LAST_LABEL_WIDTH = 34;  // half of it stands to the right of its tick
+const LAST_LABEL_WIDTH = 34;  // half of it is to the right of its tick
 const MIN_WIDTH_PIXELS = 200;
 const PRINTED_WIDTH = 640;
 

@@ -77,7 +77,7 @@ export class Strips {
     this.draw();
   }
 
-  /** Shows a part, which stands still. */
+  /** Shows a part, which does not move. */
   show(from, to) {
     const times = this.data.columns.time;
     if (times.length < 2) return;
@@ -106,7 +106,7 @@ export class Strips {
     return toCsv(this.data.columns, ...this.visible, station);
   }
 
-  /** While nothing stands still, called each time that new records should be seen. */
+  /** While nothing is paused, called each time that new records should be seen. */
   draw() {
     const {columns} = this.data;
     if (!columns.time.length) return;

@@ -4,7 +4,7 @@ const MAX_TAP_PIXELS = 8;
 
 /**
  * Listens on `element`. `onTap(x, y)` gets a place on the screen; `onMove(pixels)` by how much one
- * finger moved to the right; `onPinch(factor)` below 1 if two came apart. Up and down the browser
+ * finger moved to the right; `onPinch(factor)` below 1 if two moved apart. Up and down the browser
  * scrolls the page (touch-action in live.css).
  */
 export function listenToFingers(element, {onTap, onMove, onPinch}) {

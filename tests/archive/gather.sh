@@ -1,5 +1,5 @@
 #!/bin/bash
-# Sends a device's files to the archive over a link that is cut, with the unit's own command. In a
+# Sends a logger's files to the archive over a link that is cut, with the unit's own command. In a
 # private device; the archive is in a network of its own.
 set -euo pipefail
 type sshd rsync rrsync >/dev/null || { echo "skipped: no openssh-server or no rsync"; exit 77; }
@@ -53,7 +53,7 @@ if wait $!; then exit 1; fi
 cmp -n "$(stat -c %s "$arrived/$large")" $large "$arrived/$large"
 [[ ! -e $arrived/$small ]]
 
-echo "It comes back: the rest is sent"
+echo "The link returns: the rest is sent"
 ip link set uplink up
 until send --stats >"$DEVICE_RUN/stats"; do sleep 1; done  # the archive must have noticed the cut
 cmp $large "$arrived/$large"

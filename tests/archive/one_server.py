@@ -1,4 +1,4 @@
-"""One server: what comes out is what was in the files, whatever these are and however they are
+"""One server: its answers are what was in the files, whatever these are and however they are
 loaded. With ARCHIVE_ENGINE=current, a current engine instead of Debian's server."""
 
 import json

@@ -96,7 +96,7 @@ systemctl daemon-reload
 systemctl start sonicd@ttyS4
 await says sonicd@ttyS4 'Trying 38400'
 
-# The watch comes and goes with the daemon, and says nothing of one that is stopped.
+# The watch starts and ends with the daemon, and says nothing about one that is stopped.
 systemctl restart sonicd@ttyS4
 is_running sonicd-watch@ttyS4.timer
 /usr/libexec/sonicd-watch ttyS4 2 >said &

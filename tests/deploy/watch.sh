@@ -1,5 +1,5 @@
 #!/bin/bash
-# The watch ends a daemon from which no records come, whatever it is doing, and no other. In a
+# The watch ends a daemon from which no records arrive, whatever it is doing, and no other. In a
 # private device; $1 is sonicd, $2 sonic-simulator, $3 the watch. No systemd runs there: a stand-in for systemctl
 # says of every daemon that it runs, and interrupts the one that is to be restarted.
 set -euo pipefail

@@ -1,12 +1,12 @@
 #!/usr/bin/python3
 """Pastes the commands of documents, block by block, as a reader would: as root, in a booted copy of
-this machine, with the package of a build folder. Checks what the documents say will come.
+this machine, with the package of a build folder. Checks that they print what the documents say.
 
 How a document says it:
 
 - A block that is indented, or fenced as sh, has commands. Each block must end with status 0.
-- A block fenced as text directly after it is what the commands print. Its lines must come in this
-  order; `...` in a line stands for anything, and so do other lines between them.
+- A block fenced as text directly after it is what the commands print. Its lines must be printed in
+  this order; `...` in a line stands for anything, and other lines may be between them.
 - A block with another fence (ini, json, python) is not run.
 - <!-- not run: REASON --> before a block: it is not run, for example because it needs an adapter.
 - <!-- status 1 --> before a block: it must end with that status.
@@ -71,7 +71,7 @@ def steps(lines):
                 yield number, "page", page
 
 
-def comes(expected, printed):
+def missing_line(expected, printed):
     """The first line of `expected` that `printed` does not have in its place, or None."""
     position = 0
     for line in filter(None, expected.splitlines()):
@@ -105,8 +105,8 @@ def paste(document, folder):
             if done.returncode != status:
                 return f"{place}status {done.returncode} instead of {status}"
         elif kind == "text" and printed is not None:
-            if missing := comes(text, printed):
-                return f"{place}did not come: {missing}"
+            if missing := missing_line(text, printed):
+                return f"{place}was not printed: {missing}"
         elif kind == "within" and time.monotonic() - begin > int(text):
             return f"{place}not within {text} seconds"
         elif kind == "page":

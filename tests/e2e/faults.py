@@ -60,7 +60,7 @@ class BrokerTest(DeviceTest):
         self.broker = Broker()
         self.subscriber.wait_for("|Disconnected")
         heard = self.subscriber.heard(self.port.topic + "/status")
-        # A subscriber that comes back may hear the last text once more.
+        # A subscriber that returns may get the last text once more.
         self.assertEqual([*SET_UP, "Disconnected"], list(dict.fromkeys(heard)))
         self.interrupt()
         self.assertIn(f"publish{self.port.topic}/status' fail, not connected\n", self.daemon.output)
@@ -68,7 +68,7 @@ class BrokerTest(DeviceTest):
 
     def test_broker_restarts(self):
         """A record about which the daemon complained may be missing on the fast topic, and when the
-        broker is killed also those in flight. All others come in order."""
+        broker is killed also those in flight. All others arrive in order."""
         self.start("--records 800")
         self.daemon.wait_for("next switch")
         for sig in 3 * [signal.SIGTERM] + [signal.SIGKILL]:
@@ -80,7 +80,7 @@ class BrokerTest(DeviceTest):
         sent = [payload(line) for line in self.assert_filed(records(800))]
         topic = self.port.topic
         self.subscriber.wait_for(f"{topic}/fast|{sent[-1]}")
-        heard = list(dict.fromkeys(self.subscriber.heard(topic + "/fast")))  # some come twice
+        heard = list(dict.fromkeys(self.subscriber.heard(topic + "/fast")))  # some arrive twice
         complaints = re.findall(f"publish{topic}(?:/fast)?' fail, not conn", self.daemon.output)
         print(f"{len(sent)} records, {len(heard)} heard, {len(complaints)} complaints")
         self.assertEqual([text for text in sent if text in heard], heard)

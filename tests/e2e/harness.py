@@ -118,7 +118,7 @@ class Subscriber(Process):
             time.sleep(0.05)
 
     def heard(self, topic, count=0):
-        """The texts on this topic, with QoS 1 and retained, in order, when so many have come."""
+        """The texts on this topic, with QoS 1 and retained, in order, when so many have arrived."""
         start = f"q1 r1 {topic}|"
         self.wait_for("\n" + start, count)
         return [line[len(start):] for line in self.output.split("\n") if line.startswith(start)]
@@ -203,7 +203,7 @@ class DeviceTest(unittest.TestCase):
         self.assertEqual((False, "0\n", "UNDEFINED"), (info_file, power, attribute[-9:]))
 
     def assert_heard(self, topic, texts):
-        """These and no others have come on a topic of the port."""
+        """These and no others have arrived on a topic of the port."""
         self.assertEqual(texts, self.subscriber.heard(self.port.topic + topic, len(texts)))
 
     def assert_status(self, *texts):

@@ -93,7 +93,7 @@ class LiveTest(PageTest):
         self.assertEqual(set(), {state for state in states if state.startswith("No data")})
 
     def test_visitor(self):
-        """Who comes to the page's listener may read the ports' topics and the page's files."""
+        """A visitor of the page's listener may read the ports' topics and the page's files."""
         page = self.open_page()
         heard = Process("mosquitto_sub", "-h", "::1", "-v", "-t", "#")
         publish("secret", "secret", retain=True)
@@ -147,8 +147,8 @@ class LiveTest(PageTest):
             for visitor in visitors[:4]:
                 visitor.go_on()
         self.assertGreater(len(subscriber.heard(self.port.topic + "/fast")), received + 9 * 32)
-        publish("late", "comes in")
-        subscriber.wait_for("late|comes in")
+        publish("late", "arrives")
+        subscriber.wait_for("late|arrives")
         status = Path(f"/proc/{self.broker.pid}/status").read_text()
         self.assertLess(int(re.search(r"VmHWM:\s+(\d+) kB", status)[1]), 160_000)
         self.interrupt()
@@ -159,7 +159,7 @@ class LiveTest(PageTest):
         return connection.getresponse().status
 
     def test_central_broker_on_a_phone(self):
-        """Each logger's ports stand under its name, in the order in which people count."""
+        """Each logger's ports are under its name, in the order in which people count."""
         rights = ROOT / "deploy/mosquitto/live-central.acl.example"
         (RUN / "central.conf").write_text(
             re.sub("acl_file .*", f"acl_file {rights}", CONFIGURATION.read_text()))

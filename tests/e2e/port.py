@@ -19,7 +19,7 @@ MENU = b"BAUD = 38400\r C) 4800\r D) 9600\r E) 19200\r F) 38400\rX) EXIT TO MAIN
 
 
 def read(fd, seconds=0.5, size=1 << 30):
-    """What comes in this time, or until so much has come."""
+    """What arrives in this time, or until so much has arrived."""
     data = b""
     end = time.time() + seconds
     while (left := end - time.time()) > 0 and len(data) < size:

@@ -86,7 +86,7 @@ test('what arrives, is missing or late, and how the clock is set', () => {
   }
 });
 
-/** The record at one index comes at another, and those in between come before it. */
+/** The record at one index arrives at another, and those in between before it. */
 function reordered(messages, from, to) {
   const times = messages.map(([time]) => time);
   times.splice(to, 0, ...times.splice(from, 1));
@@ -97,7 +97,7 @@ function later(messages, seconds) {
   return messages.map(([time, arrival]) => [time + seconds, arrival]);
 }
 
-test('a record that comes on two topics, or once more, is one', () => {
+test('a record that arrives on two topics, or once more, is one', () => {
   const {port} = portAfter(steady(0, 1));
   for (const [time, arrival] of [31, 15, 0].map((k) => steady(0, 1)[k])) {
     handle(port, '', message(START + time, arrival), 1);
@@ -200,7 +200,7 @@ test('a retained record is old news, and no sign of life when a bridge sends it 
   assert.deepEqual([port.record.time, port.heardAt], [START - 7200, null]);
 });
 
-test('a port comes back as it was when the page is loaded again', () => {
+test('a port is as it was after the page is loaded again', () => {
   const minusZero = message(START + 9003).replace('"w":0', '"w":-0.00');
   const {port} = portAfter([...steady(0, 1), ...later(steady(1, 2), 1),
     ...later(steady(2, 3), 9e3)]);

@@ -14,7 +14,7 @@ const LINES = [HEAD, '2026-11-22T23:30:00Z,57024,57600,99.00,1.5000',
   '2026-11-23T00:00:00Z,28800,57600,50.00,-0.2500', '2026-11-23T00:30:00Z,0,57600,0.00,',
   '2026-11-23T01:30:00Z,51840,57600,90.00,2.0000', 'nonsense', '2026-11-23T01:31:00Z,1,1,1,1'];
 
-test('half hours stand on a grid up to the last finished one', () => {
+test('half hours are on a grid up to the last finished one', () => {
   const halfHours = new HalfHours(LINES, WRITTEN);
   assert.equal(halfHours.length, 7);
   assert.equal(halfHours.end, Date.parse('2026-11-23T03:00:00Z') / 1000);
@@ -62,7 +62,7 @@ test('whose half hours a port has', () => {
   assert.equal(one.stations[0].instruments[0].angle, 30);
 });
 
-test('a file that is none, or of a form to come, is none', () => {
+test('a file that is missing or of a later form is ignored', () => {
   const texts = ['', '{', 'null', '[]', '{"format": 2, "written": "2026-11-23T03:01:00Z"}',
     '{"format": 1, "written": "yesterday", "stations": []}'];
   for (const text of texts) {

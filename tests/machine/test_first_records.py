@@ -12,7 +12,7 @@ class FirstRecordsTest(MachineTest):
         self.assert_recorded()
         self.documented("operations.md",
                         "mosquitto_sub -h ::1 -R -C 1 -W 10 -t /home/qelta/device/port/1 && "
-                        "echo data come")
+                        "echo data arrive")
         self.assertIn("00815", self.documented(
             "operations.md", r"grep -o 'SERIAL NUMBER [^\]*' /home/qelta/device/ttyS1.json"))
         self.assertEqual([SERIAL_NUMBER], [name.split(".")[2] for name in self.summary()["files"]])

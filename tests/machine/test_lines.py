@@ -35,7 +35,7 @@ class LinesTest(MachineTest):
 
     @long
     def test_line_that_takes_nothing(self):
-        """Its output buffer is full. Records come all the same."""
+        """Its output buffer is full. Records arrive all the same."""
         line, device = pty.openpty()
         tty.setraw(device)
         self.lines.connect(os.ttyname(device), line=1)

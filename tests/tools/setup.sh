@@ -41,5 +41,5 @@ lines() {
 line() { lines <<<"$*"; }
 # at SECONDS.NANOSECONDS...: good records of these times.
 at() { for time; do line "${time/./ }" 1.0,1.0,1.0,1.0,1.0,0; done; }
-# top: the lines that stand at the top of a file.
+# top: the lines at the top of a file.
 top() { head -n 6 "$here/sonic_records.input"; }

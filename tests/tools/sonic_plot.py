@@ -155,7 +155,7 @@ class Spectra(unittest.TestCase):
 
     def test_late_stamps_break_no_run_and_lost_records_do(self):
         self.assertEqual(self.runs(), [4096])
-        stall = [(480 + n, 270 - 31 * n) for n in range(9)]  # all of them come at its end
+        stall = [(480 + n, 270 - 31 * n) for n in range(9)]  # all of them arrive at its end
         self.assertEqual(self.runs(late=[(70, 20), *stall, (4090, 20)]), [4096])
         self.assertEqual(self.runs(lost=[1000]), [1000, 3095])
         self.assertEqual(self.runs(lost=[1001], late=[(1000, 15)]), [1001, 3094])

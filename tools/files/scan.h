@@ -16,7 +16,7 @@ struct TimeRange {
   uint64_t to = UINT64_MAX;
 };
 
-/// What stands between the good records.
+/// What is between the good records.
 enum class Event {
   GAP,          ///< no record for more than five record intervals
   CLOCK_BACK,   ///< the next record's time is before the one's before it

@@ -18,10 +18,10 @@ struct Grid {
 
 /// Of records in the order of time, none twice, in a period from `start`, of `length` nanoseconds.
 ///
-/// Stamps come late now and then, and the instrument's clock is not the logger's. So a record is
+/// Stamps are late now and then, and the instrument's clock is not the logger's. So a record is
 /// lost where it and those of the next two seconds are all later by its interval. Where one clock
 /// gains a record on the other in the course of time, one slot stays empty or one record is left
-/// out. Left out are also records of another rate than most, and those that came again after a
+/// out. Left out are also records of another rate than most, and those that were repeated after a
 /// clock was set back.
 Grid grid_of(const std::vector<Sample>& samples, uint64_t start, uint64_t length);
 

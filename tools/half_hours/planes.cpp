@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::string_view HEAD = "from\tto\tperiods\tb0\tb1\tb2";
 constexpr size_t COLUMNS = 6;
-constexpr double MAX_SLOPE = 1;  // 45 degrees: an instrument that stands so is not level
+constexpr double MAX_SLOPE = 1;  // 45 degrees: such an instrument is not level
 
 std::optional<std::array<double, COLUMNS>> numbers_of(std::string_view line) {
   std::array<double, COLUMNS> numbers;

@@ -11,7 +11,7 @@ namespace sonic::records {
 
 // Wherever something cannot be computed, it is not a number.
 
-/// Where an instrument stands.
+/// The site of an instrument.
 struct Site {
   double height = NAN;    ///< m above the zero plane
   double latitude = NAN;  ///< degrees

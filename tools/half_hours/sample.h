@@ -9,7 +9,7 @@
 
 namespace sonic::records {
 
-/// What a record measures. The four of which there are covariances come first.
+/// What a record measures. The four that have covariances are first.
 enum Quantity { U, V, W, TS, SOS };
 inline constexpr size_t QUANTITIES = 5;
 inline constexpr size_t COVARIANT = 4;

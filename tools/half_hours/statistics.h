@@ -27,7 +27,7 @@ struct StatisticsOptions {
 struct Statistics {
   uint64_t start = 0;  ///< nanoseconds since 1970
 
-  double records = 0;  ///< without a fault: all that follow come from these
+  double records = 0;  ///< without a fault: all that follow are computed from these
   double expected = NAN, percent = NAN;
   double faults = 0, gaps = 0, spikes = 0;
 

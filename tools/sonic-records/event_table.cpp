@@ -24,7 +24,7 @@ const char* name(Event kind) {
   return "";
 }
 
-// A row for each thing that stands between the records.
+// A row for each thing between the records.
 class EventTable : public TableOutput {
  public:
   explicit EventTable(const Options& options)

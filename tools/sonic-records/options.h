@@ -20,7 +20,7 @@ struct Options {
   TableFormat format = TableFormat::TSV;
   bool epoch = false;              ///< times as seconds and nanoseconds
   std::string station;             ///< empty: no such column
-  std::vector<std::string> files;  ///< never empty; STANDARD_INPUT stands alone
+  std::vector<std::string> files;  ///< never empty; STANDARD_INPUT is alone
 
   uint64_t envelope_width = 0;  ///< nanoseconds
 

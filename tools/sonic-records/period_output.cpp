@@ -63,7 +63,7 @@ bool PeriodOutput::finish() {
   const bool is_complete = finish_periods();
   if (missed == 0) return is_complete;
   std::cerr << "sonic-records: " << missed
-            << " records came after their half hours were over and are left out, because a pipe "
+            << " records arrived after their half hours were over and are left out, because a pipe "
                "cannot be read again"
             << std::endl;
   return false;

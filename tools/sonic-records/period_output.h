@@ -18,7 +18,7 @@ class PeriodOutput : public TableOutput {
  protected:
   explicit PeriodOutput(const Options& options);
 
-  /// The records of a period, in any order. A period may come a second time; that one counts.
+  /// The records of a period, in any order. A period may be passed a second time, which counts.
   virtual void work(uint64_t start, std::vector<Sample>& samples) = 0;
   /// As finish().
   virtual bool finish_periods() = 0;

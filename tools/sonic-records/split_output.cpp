@@ -90,7 +90,7 @@ class SplitOutput : public PeriodOutput {
     bool has_rest;
   };
 
-  // Into hidden files, since a period may come a second time.
+  // Into hidden files, since a period may be passed a second time.
   void work(uint64_t start, std::vector<Sample>& samples) override {
     put_in_order(samples);
     const std::string name = name_of(start) + "_" + in_file_name(serial_number());

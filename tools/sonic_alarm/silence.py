@@ -1,4 +1,4 @@
-"""Ports from which no records come, by what the broker retains."""
+"""Ports from which no records arrive, by what the broker retains."""
 
 import re
 import shlex
@@ -46,7 +46,7 @@ def enter(ports, records, now, last_run):
             continue
         match = STAMP.search(bytes.fromhex(record))
         heard = min(int(match[1]), now) if match and not is_live else now
-        if known and heard < last_run:  # what is new has come since then, whatever its stamp
+        if known and heard < last_run:  # what is new has arrived since then, whatever its stamp
             heard = now
         ports[name] = {"record": record, "heard": heard}
 

@@ -12,7 +12,7 @@ MAX_MESSAGES = 5           # about one file
 
 
 class Table:
-    """Rows of half hours by file. Those of files that have not changed come from the cache."""
+    """Rows of half hours by file. Those of files that have not changed are from the cache."""
 
     def __init__(self, cache, options, span):
         self.program = shutil.which("sonic-records")

@@ -73,7 +73,7 @@ class Source:
 
 
 class Records:
-    """Good records in the order in which they stand: `time` in nanoseconds since 1970, `values` by
+    """Good records in the order of the files: `time` in nanoseconds since 1970, `values` by
     name, and `fault` where diag is not 0."""
 
     def __init__(self, table):
@@ -83,7 +83,7 @@ class Records:
 
 
 class Events:
-    """What stands between the records, of each kind one in a column of so many nanoseconds: the
+    """What is between the records, of each kind one in a column of so many nanoseconds: the
     longest. `counts` are those of all."""
 
     def __init__(self, rows, width):

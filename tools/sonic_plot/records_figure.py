@@ -9,7 +9,7 @@ from sonic_plot.axes import date, label_time
 PANELS = [("u", "u (m/s)", "#1f6fb4"), ("v", "v (m/s)", "#2a9d5c"), ("w", "w (m/s)", "#7a4fb5"),
           ("ts", "sonic temp. (°C)", "#d2691e"), ("speed", "speed (m/s)", "#33658a"),
           ("direction", "from (°)", "#86592d")]
-# Spans between records, and marks at the record before what they stand for.
+# Spans between records, and marks at the record before what they mark.
 SPANS = {"gap": ("gap", "#f2b705"), "clock_back": ("clock set back", "#e05fd0")}
 MARKS = {"error": ("error line", "#d00000", 0.03), "failed": ("failed check", "#000000", 0.09),
          "fault": ("diag fault", "#ff7f0e", 0.15)}
@@ -20,7 +20,7 @@ FEW = 3        # percent of the columns, at each end
 
 class Lines:
     """Columns of records as lines: `breaks` are the columns before which no line is drawn, because
-    of a gap, a step back in time, or a column of nothing but faults."""
+    of a gap, a step back in time, or a column with faults only."""
 
     def __init__(self, envelope, events, width):
         self.envelope = envelope

@@ -57,7 +57,7 @@ def pieces(chunks, rate):
     """
     time, fault = numpy.zeros(0, "int64"), numpy.zeros(0, bool)
     values = numpy.zeros((len(QUANTITIES), 0))
-    done = 0  # of these records; the last of them is kept for what comes after it
+    done = 0  # of these records; the last of them is kept for the next chunk
     delay = 0.0  # of that one
     chunks = iter(chunks)
     is_more = True

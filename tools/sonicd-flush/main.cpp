@@ -92,7 +92,7 @@ int run(int argc, char* argv[]) {
   WrittenFiles files(homes->front());
   Disk disk;
   for (auto next = std::chrono::steady_clock::now();;) {
-    // A disk that takes long does not make the next time come later.
+    // A slow disk does not delay the next time.
     next = std::max(next + std::chrono::seconds(pause), std::chrono::steady_clock::now());
     std::this_thread::sleep_until(next);
     for (const auto& path : files.take()) disk.write_out(path);

@@ -6,10 +6,10 @@ import re
 CAUSES = [(re.compile(pattern), meaning, advice) for pattern, meaning, advice in [
     (r"EXCEPTION: autobaud error: no match",
      "no instrument was understood at any baud rate",
-     "If nothing was heard, check power, cable and device. If bytes came, swap the two wires of "
+     "If nothing was heard, check power, cable and device. If bytes arrived, swap the two wires of "
      "the receiving pair, or use --device: the port's driver may not stamp records."),
     (r"EXCEPTION: TIMEOUT: sampling",
-     "no byte came for a minute",
+     "no byte arrived for a minute",
      "Check the instrument's power and cable. It is tried again by itself."),
     (r"EXCEPTION: young_enter_interactive: CANNOT ENTER INTERACTIVE",
      "the instrument was silent when asked for its menu",

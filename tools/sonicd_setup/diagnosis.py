@@ -93,7 +93,7 @@ def file(instance):
     """Whether records are written; the list's last word is about the file that grows."""
     newest = instance.newest_file()
     if newest is None:
-        yield BAD, "there is no data file", "No record has come yet."
+        yield BAD, "there is no data file", "No record has arrived yet."
         return
     try:
         with newest.open("rb") as stream:

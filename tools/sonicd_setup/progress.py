@@ -1,4 +1,4 @@
-"""Waits for the first record and says in plain words how far a start has come."""
+"""Waits for the first record and reports the progress of a start in plain words."""
 
 import contextlib
 import json
@@ -77,7 +77,7 @@ def following(commands):
 
 
 def wait_for_record(instance, limit):
-    """Starts the instance; 0 when a record came within `limit` seconds, otherwise 1."""
+    """Starts the instance; 0 when a record arrived within `limit` seconds, otherwise 1."""
     progress = Progress()
     journal = ["journalctl", "--follow", "--lines=0", "--output=cat",
                f"--unit={instance.unit}", f"--unit={instance.driver}"]
