@@ -27,8 +27,8 @@ export class Gaps {
   }
 
   /**
-   * Looks at two records that arrived one after the other. If this page was `deaf` in between, nothing
-   * may be missing: it may well be in the file.
+   * Looks at two records that arrived one after the other. If this page was `deaf` in between,
+   * nothing may be missing: it may well be in the file.
    */
   add(from, to, deaf) {
     const interval = to - from;

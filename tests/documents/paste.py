@@ -137,6 +137,8 @@ def main():
     package = next(folder.glob("*.deb"))
     if f"apt install ./{package.name}" not in arguments.documents[0].read_text():
         subprocess.run(["dpkg", "-i", package], check=True)
+    # The central broker is this machine, too.
+    subprocess.run(["ip", "address", "add", "192.0.2.1/32", "dev", "lo"], check=True)
     # What a station has sent, for those who read data files.
     (folder / "mast-07").mkdir()
     subprocess.run([arguments.build / "simulator/make-files", folder / "mast-07", "1700001000",
