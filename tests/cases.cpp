@@ -21,7 +21,7 @@ struct Case {
   bool echo = false;
   std::map<std::string, std::string> answers{};  // by the last keys
   std::optional<simulator::Instrument> instrument{};
-  std::string expected{};  // as it stands in the file
+  std::string expected{};  // as it is in the file
 };
 
 const std::pair<std::string, std::string> ESCAPES[] = {
@@ -89,7 +89,7 @@ void fold(std::string& seen, const std::string& name, const std::string& text) {
   }
 }
 
-// A transcript as it stands in a file.
+// A transcript as it is in a file.
 std::string lines(std::string seen, const std::vector<std::string>& folds) {
   for (const auto& [escape, byte] : ESCAPES) {
     if (byte != "\n") replace_all(seen, byte, escape);
@@ -119,7 +119,7 @@ std::string lines(std::string seen, const std::vector<std::string>& folds) {
   return text;
 }
 
-// What stands between the next quotes, else the rest of the line.
+// The text between the next quotes, else the rest of the line.
 std::string next_text(std::istream& line) {
   std::string text;
   if ((line >> std::ws).peek() == '"') {
@@ -169,7 +169,7 @@ void read_line(const std::string& text, const Calls& calls, Case& c) {
   }
 }
 
-// What comes back for a key. `keys` are those before it. The simulated instrument shows data as
+// The answer to a key. `keys` are those before it. The simulated instrument shows data as
 // soon as it has left its menu.
 std::string answer(Case& c, std::string& keys, char key) {
   if (c.instrument) {

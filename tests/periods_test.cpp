@@ -1,4 +1,4 @@
-// Which records belong together: those of a period, wherever they stand, and their places on an
+// Which records belong together: those of a period, wherever they are, and their places on an
 // evenly spaced grid.
 
 #include "tools/half_hours/periods.h"
@@ -62,7 +62,7 @@ TEST(PeriodsTest, RefusesMoreRecordsThanAnInstrumentSends) {
             }));
 }
 
-// As they come out of a queue.
+// As a queue delivers them.
 TEST(PeriodsTest, KeepsTheOrderOfArrivalAtOneTime) {
   std::vector<Sample> samples;
   for (const auto& [time, u] : {std::pair{2, 5}, {1, 9}, {1, 3}, {1, 9}, {1, 1}, {2, 5}}) {

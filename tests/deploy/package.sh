@@ -58,7 +58,7 @@ dpkg -P sonicd
 [[ $(cat $device/config.json $device/17* $broker/local.conf | uniq) == mine ]]
 [[ $(stat -c %U $device) == qelta ]]
 
-# A data folder that is a link is left, and told of.
+# A data folder that is a link is left as it is, and reported.
 mv $device /srv/data
 ln -s /srv/data $device
 dpkg -i /package/*.deb 2>&1 | grep 'Data on another disk'

@@ -15,7 +15,8 @@ namespace sonic::records {
 /// order.
 class PeriodCollector {
  public:
-  /// Works on a period's records. A period that is read again is passed a second time, which counts.
+  /// Works on a period's records. A period that is read again is passed a second time, which
+  /// counts.
   using Work = std::function<void(uint64_t start, std::vector<Sample>& samples)>;
   using Take = std::function<void(const Sample& sample)>;
   /// Gives all records of the file with this number. False for a file that cannot be read again.
