@@ -88,7 +88,7 @@ class Browser:
         return self.driver.execute_cdp_cmd(name, parameters)
 
     def seconds_until(self, selector, count):
-        """From the request for the page until so many of these are on it."""
+        """From the request for the page until this many of these are on it."""
         self.driver.get("about:blank")
         self.driver.get(ADDRESS)
         return self.driver.execute_async_script("""

@@ -34,7 +34,7 @@ def seconds(*command):
 
 
 def peak_memory(*command):
-    """In bytes, of the command itself, as far as it is seen every few milliseconds."""
+    """In bytes, of the command itself, sampled every few milliseconds."""
     peak = 0
     with subprocess.Popen(command, stdout=subprocess.DEVNULL) as process:
         while process.poll() is None:

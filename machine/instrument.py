@@ -65,7 +65,7 @@ class Lines:
         return self.instruments[-1]
 
     def attach(self, options="", line=1):
-        """An instrument at the UART ttyS`line`, in place of the one before."""
+        """An instrument at the UART ttyS`line`, instead of the one before."""
         instrument = self.instrument(options)
         self.connect(instrument.device, line)
         return instrument

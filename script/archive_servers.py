@@ -123,7 +123,7 @@ class Machine:
         end = time.monotonic() + REPLICA_SECONDS
         while self.query(BEHIND) != "0":
             if time.monotonic() > end:
-                raise RuntimeError(f"{self.name} stays behind the other replicas")
+                raise RuntimeError(f"{self.name} does not catch up with the other replicas")
             time.sleep(0.5)
 
     def kill(self):

@@ -130,7 +130,7 @@ void Simulation::take_keys() {
     _pending += _instrument.key(c);
     if (_instrument.describe() != before) trace(_instrument.describe());
     if (_instrument.operating() == was_operating) continue;
-    // data at once, so that whoever leaves the menu sees that it has been left
+    // data at once, so that the program that leaves the menu sees that it has been left
     if (!was_operating) _pending += _stream.next_record();
     begin(!was_operating);
   }

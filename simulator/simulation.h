@@ -13,7 +13,7 @@
 
 namespace sonic::simulator {
 
-/// The instrument on its line: whoever opens the port talks to it while run() runs.
+/// The instrument on its line. A program that opens the port talks to it while run() runs.
 class Simulation {
  public:
   using Trace = std::function<void(const std::string&)>;

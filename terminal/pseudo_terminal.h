@@ -43,7 +43,7 @@ class PseudoTerminal {
   /// The speed that the other side has set, in baud; 0 for one that no line has.
   unsigned int speed() const;
 
-  /// Takes the line away from whoever uses it. Nothing but the destructor may follow.
+  /// Hangs up the line. Nothing but the destructor may follow.
   void hang_up();
 
  private:

@@ -48,7 +48,7 @@ Descriptor open_terminal(const std::string& path) {
   return Descriptor(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0));
 }
 
-/// Until so many bytes have arrived, or the time is over.
+/// Until this many bytes have arrived, or the time is over.
 std::string read_from(int fd, size_t count, std::chrono::nanoseconds limit = LONG_ENOUGH) {
   std::string bytes;
   const auto end = std::chrono::steady_clock::now() + limit;

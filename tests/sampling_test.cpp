@@ -38,7 +38,7 @@ void sample(Serial& port, const std::string& iterations, bool verbose) {
   if (outcome != "nothing thrown") throw std::runtime_error(outcome);
 }
 
-// For ever.
+// Without end.
 void sample_on(Serial& port) { sample(port, "0", false); }
 
 std::set<std::filesystem::path> files_in(const std::string& folder) {

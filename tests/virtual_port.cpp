@@ -80,7 +80,7 @@ std::string key_name(char key) {
 // Ends a program that waits for what never happens.
 void limit_time() {
   if (++current->calls > MAX_CALLS || current->now > FOR_EVER) {
-    throw std::runtime_error("it goes on for ever");
+    throw std::runtime_error("it never ends");
   }
 }
 

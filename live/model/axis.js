@@ -11,7 +11,7 @@ export const TICKS = [0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 20, 30, 60, 
 
 /**
  * A label for each time, in UTC, no two of them the same: as many digits as the distance asks for,
- * and the date in place of midnight.
+ * and the date instead of midnight.
  */
 export function timeLabels(times, distance) {
   return times.map((time) => {

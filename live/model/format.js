@@ -7,7 +7,7 @@ const HOUR = 3600;
 const DAY = 86400;
 const YEAR = 365 * DAY;
 
-/** A number with so many digits after the point; a dash if it is none. */
+/** A number with this many digits after the point; a dash if it is none. */
 export function formatValue(number, decimals = 2) {
   if (!Number.isFinite(number)) return MISSING;
   return (Object.is(number, -0) ? '-' : '') + number.toFixed(decimals);

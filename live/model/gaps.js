@@ -5,7 +5,7 @@ import {WINDOW_SECONDS} from './record_window.js';
 const INTERVALS = 31;  // how many the usual interval is taken from
 const MIN_INTERVALS = 8;
 const GAP = 1.75;  // of the usual interval: time stamps are not quite even
-const SETTLED = 5;  // after so many intervals a record that was only stamped late is made up for
+const SETTLED = 5;  // after this many intervals a record that was only stamped late is made up for
 const CATCHING_UP = 0.75;  // of the usual interval: records that were held up are still arriving
 const MAX_CATCHING_UP = 64;  // intervals; after more the instrument has another rate
 const NEW_START_SECONDS = 2;  // after so long the instrument may return at another rate
@@ -20,7 +20,7 @@ export class Gaps {
     this.late = null;  // a long interval that may be a gap
   }
 
-  /** Whether so many seconds between two records are more than usual. */
+  /** Whether a pause of this many seconds between two records is unusual. */
   isLong(interval) {
     const usual = this.usualInterval();
     return interval > (usual ? GAP * usual : NEW_START_SECONDS);

@@ -9,7 +9,7 @@ import {RecordWindow} from './record_window.js';
 import {decodeColumns, encodeColumns} from './snapshot.js';
 import {Unreadable} from './unreadable.js';
 
-const LATE_RECORDS = 3;  // so many one after the other: the clock was set back
+const LATE_RECORDS = 3;  // this many in a row: the clock was set back
 const MIN_PAUSE_SECONDS = 1;  // when a clock is set, anything less looks like jitter
 const MAX_STATUS_CHARACTERS = 200;
 

@@ -61,7 +61,7 @@ export class RecordWindow {
     return Object.fromEntries(NAMES.map((name, i) => [name, this.arrays[i][this.end - 1]]));
   }
 
-  /** Takes what columns() gave in place of what is there. */
+  /** Replaces the content by what columns() gave. */
   restore(columns) {
     this.start = 0;
     this.end = columns.time.length;

@@ -1,4 +1,4 @@
-// The connection to the broker that served this page. It connects again by itself, for ever.
+// The connection to the broker that served this page. It always connects again by itself.
 
 import mqtt from 'mqtt';
 

@@ -106,7 +106,7 @@ export class History {
     this.show(this.halfHours.end - length, this.halfHours.end);
   }
 
-  /** Shows the half hours from one time to before another, as far as there are any. */
+  /** Shows the half hours from one time to before another, if there are any. */
   show(from, to) {
     const {starts, end} = this.halfHours;
     if (!starts.length) return;

@@ -53,7 +53,7 @@ for name in ../x 'mast 9'; do fails sonic-station add "$name" "$(line two | cut 
 fails sonic-station add mast-09 "$(line two | cut -d ' ' -f 4)" ssh-ed25519 $'AAAA\nssh-ed25519' x
 [[ $(grep -c . $keys) == 2 ]]
 
-# Joining twice changes nothing; it needs no line. Whoever left is not let in.
+# Joining twice changes nothing; it needs no line. A logger that was removed is not let in.
 cp $keys before
 sonicd-setup-archive localhost --station mast-07
 diff before $keys

@@ -79,7 +79,7 @@ rm /mailed/*
 systemctl start sonic-alarm
 [[ ! -e /mailed/text ]]
 
-# A second one keeps out of its folder, says so to whoever starts it, and needs no more than one of
+# A second one keeps out of its folder, says so to the user who starts it, and needs no more than one of
 # its own. No other user can hold the lock.
 fails as_qelta ls /run/sonicd
 instrument /dev/ttyS4

@@ -30,7 +30,7 @@ fails() { if "$@"; then return 1; fi; }
 printf 'no record\r%.0s' {1..3000} >noise  # more than a minute of it
 start ttyS1
 start ttyS2 --replay noise
-start ttyS4 --settle 1000  # never a byte after the set-up: the daemon waits for the first for ever
+start ttyS4 --settle 1000  # never a byte after the set-up: the daemon never stops waiting for the first
 await ttyS1 'next switch'
 await ttyS2 "'no record' is a bad record"
 await ttyS4 'get config'

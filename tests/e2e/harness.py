@@ -118,7 +118,7 @@ class Subscriber(Process):
             time.sleep(0.05)
 
     def heard(self, topic, count=0):
-        """The texts on this topic, with QoS 1 and retained, in order, when so many have arrived."""
+        """The texts on this topic, with QoS 1 and retained, in order, once there are so many."""
         start = f"q1 r1 {topic}|"
         self.wait_for("\n" + start, count)
         return [line[len(start):] for line in self.output.split("\n") if line.startswith(start)]
@@ -161,7 +161,7 @@ def another_port(number, kind=Port):
 
 
 def records(count, after=0, rate=32):
-    """The time stamps of so many records, the first of them `after` seconds after START."""
+    """The time stamps of this many records, the first of them `after` seconds after START."""
     first = START * 10**9 + round(after * 10**9)
     return [divmod(first + k * 10**9 // rate, 10**9) for k in range(count)]
 
@@ -213,7 +213,7 @@ class DeviceTest(unittest.TestCase):
         self.assertEqual([*expected, "Disconnected"][:len(heard)], heard)
 
     def assert_filed(self, stamps, errors=0, rate=32):
-        """The data files hold good records with these stamps, so many errors, and nothing else."""
+        """The data files contain records with these stamps, this many errors, and nothing else."""
         head = (f"Model\tRM Young 81000 V\nSN\t01234\nVersion\t4.10\nRate\t{rate}\n" +
                 "\t".join(COLUMNS) + "\n")
         lines = []

@@ -28,7 +28,7 @@ class Visitor:
         self.socket.sendall(b"\x82\xff" + struct.pack(">Q", len(payload)) + mask + payload)
 
     def begin_message(self, size):
-        """Connects as a client of its own, and announces a message of so many bytes."""
+        """Connects as a client of its own, and announces a message of this many bytes."""
         self.socket.recv(4096)  # the answer to the upgrade
         name = b"%d" % id(self)
         connect = b"\0\4MQTT\4\2\0\0" + struct.pack(">H", len(name)) + name

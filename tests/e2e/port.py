@@ -43,7 +43,7 @@ def unstamped(data):
 
 
 class LineTest(unittest.TestCase):
-    """The test plays the instrument on a pseudo-terminal, and whoever uses the offered port."""
+    """The test plays the instrument on a pseudo-terminal, and the user of the offered port."""
 
     def setUp(self):
         self.instrument, device = pty.openpty()
@@ -156,7 +156,7 @@ class ChainTest(DeviceTest):
         self.port = Chain()
 
     def lines_of_run(self, count):
-        """So many lines of a run, as the instrument sends them. The same wind blows each time."""
+        """This many lines of a run, as the instrument sends them. The same wind blows each time."""
         options = "--raw --no-setup --settle 0 --rate 32 --fields 5ABEC --speed max"
         again = Process(SIMULATOR, "--link", "/dev/again", "--records", count, *options.split())
         again.wait_for("linked as")

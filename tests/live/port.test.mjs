@@ -25,7 +25,7 @@ function portAfter(messages) {
   return {port, events, times: port.window.columns().time.map((time) => time - START)};
 }
 
-/** Gives a port a message that arrives so many seconds after START. */
+/** Gives a port a message that arrives this many seconds after START. */
 function handle(port, topic, text, arrival, retained = false) {
   port.handle(topic, text, retained, WALL + arrival * 1000, WALL + arrival * 1000);
 }

@@ -109,7 +109,7 @@ class MachineTest(unittest.TestCase):
     # What users do
 
     def documented(self, document, command, **put_in):
-        """Runs a command as a document gives it, with these words in place of others."""
+        """Runs a command as a document gives it, with these words instead of others."""
         text = (ROOT / "doc" / document).read_text()
         self.assertIn(command, text)
         for word, other in put_in.items():
