@@ -39,14 +39,14 @@ Descriptor open_device(const std::string& path) {
   if (!device.is_open() && errno == EBUSY) throw_busy(path);
   if (!device.is_open()) throw_error(errno, {path, " cannot be opened: "});
   if (flock(device.get(), LOCK_EX | LOCK_NB) == -1) throw_busy(path);
-  if (ioctl(device.get(), TIOCEXCL) == -1) throw_error(errno, {path, " is no serial port: "});
+  if (ioctl(device.get(), TIOCEXCL) == -1) throw_error(errno, {path, " is not a serial port: "});
   return device;
 }
 
 }  // namespace
 
 SerialDevice::FoundSettings::FoundSettings(int device, const std::string& path) : fd(device) {
-  if (tcgetattr(fd, &line) == -1) throw_error(errno, {path, " is no serial port: "});
+  if (tcgetattr(fd, &line) == -1) throw_error(errno, {path, " is not a serial port: "});
 }
 
 // What has not left in time never will, and the line could not be closed for half a minute.

@@ -258,7 +258,7 @@ TEST_F(RelayTest, HasTheDeviceAloneAndGivesItBack) {
 }
 
 TEST(SerialDeviceTest, RefusesWhatIsNoSerialPort) {
-  EXPECT_EQ("/dev/null is no serial port: Inappropriate ioctl for device",
+  EXPECT_EQ("/dev/null is not a serial port: Inappropriate ioctl for device",
             thrown_by([] { SerialDevice("/dev/null", B9600, log); }));
   EXPECT_EQ("/dev/none cannot be opened: No such file or directory",
             thrown_by([] { SerialDevice("/dev/none", B9600, log); }));

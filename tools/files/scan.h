@@ -24,7 +24,7 @@ enum class Event {
   RESTART,      ///< the program was started again and goes on in the same file
   FAILED,       ///< a record whose checksum does not fit
   LEFT_OUT,     ///< a record whose values or time cannot be read
-  ERROR,        ///< input that was no record
+  ERROR,        ///< input that was not a record
 };
 
 /// What is in a file, within the time range. Lines have no time of their own: they are where the

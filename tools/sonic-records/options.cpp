@@ -37,7 +37,7 @@ uint64_t to_time(const std::string& text) {
   const auto time = parse_time(text);
   if (!time) {
     throw std::invalid_argument("'" + text +
-                                "' is no time, such as 2023-11-14T22:30:00Z or 1700001000");
+                                "' is not a time, such as 2023-11-14T22:30:00Z or 1700001000");
   }
   return *time;
 }
@@ -46,7 +46,7 @@ TableFormat to_format(const std::string& text) {
   if (text == "tsv") return TableFormat::TSV;
   if (text == "csv") return TableFormat::CSV;
   if (text == "json") return TableFormat::JSON;
-  throw std::invalid_argument("'" + text + "' is no format; tsv, csv and json are");
+  throw std::invalid_argument("'" + text + "' is not a format; use tsv, csv or json");
 }
 
 // A name in a file's name or in a query must not need quoting there either.

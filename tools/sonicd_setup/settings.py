@@ -61,7 +61,7 @@ def chosen_device(instance, device):
         there = ", ".join(adapters()) or "none"
         raise Failure(f"{device}: {error.strerror}. Adapters plugged in: {there}") from error
     if not is_device:
-        raise Failure(f"{device} is no serial port")
+        raise Failure(f"{device} is not a serial port")
     refuse_login(device)
     return device
 
