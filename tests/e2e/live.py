@@ -2,6 +2,7 @@
 
 import base64
 import http.client
+import re
 import resource
 import socket
 import struct
@@ -75,7 +76,9 @@ class LiveTest(PageTest):
         self.daemon.end(signal.SIGKILL)
         self.assert_says("state", "^No data for [23] s$", seconds=SOON)
         self.assert_says("status", "^Disconnected$")
-        wait_until(lambda: "port 1: Disconnected" in self.page.text("#announcer"))
+        # Of what happens within five seconds, only the last is announced.
+        wait_until(lambda: re.search("port 1: (Disconnected|Data stopped)",
+                                     self.page.text("#announcer")))
         self.assertRegex(" ".join(self.page.texts("#state-events td:last-child")),
                          "Data stopped.*Data are back after 3 s.*Data stopped")
 
