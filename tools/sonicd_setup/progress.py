@@ -55,7 +55,7 @@ class Progress:
         self._causes.clear()
 
     def say_cause(self, text):
-        """Once, until a step has been reached: a start that fails is tried again every few seconds."""
+        """Once, until the next step: a start that fails is tried again every few seconds."""
         if text not in self._causes:
             self._print(text)
         self._last = None
