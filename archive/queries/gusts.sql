@@ -1,5 +1,5 @@
 -- Gusts of a station: in each half hour the mean horizontal wind speed, the highest mean over three
--- seconds, and their ratio. Half hours that have no three seconds without a gap are left out.
+-- seconds, and their ratio. Where no three seconds have all their records, there is no gust and no ratio.
 SELECT
   start,
   speed_scalar AS mean,

@@ -22,7 +22,7 @@ export function statusMeaning(text, live) {
   const row = STATUS_MEANINGS.find(([pattern]) => pattern.test(text));
   if (!row) return 'a text that this page does not know';
   const meaning = text.replace(...row);
-  if (live && !WITH_RECORDS.test(text)) return `${meaning}; out of date, since records arrive`;
-  if (!live && text === 'Connected') return `${meaning} when it was said; no records arrive now`;
+  if (live && !WITH_RECORDS.test(text)) return `${meaning}; out of date, because records arrive`;
+  if (!live && text === 'Connected') return `${meaning}; out of date, because no records arrive`;
   return meaning;
 }

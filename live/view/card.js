@@ -117,7 +117,8 @@ export class Card {
     this.set('meaning', status === null ? 'No status was published' :
       `: ${statusMeaning(status, live)}`);
     this.set('statusAge', status === null ? '' :
-      statusAt === null ? 'since before this page connected' : `for ${formatAge(now - statusAt)}`);
+      statusAt === null ? '(published before this page connected)' :
+        `(published ${formatAge(now - statusAt)} ago)`);
   }
 
   showMeans() {

@@ -84,10 +84,10 @@ test('what is said of a port', () => {
 test('a status that the records contradict is out of date', () => {
   const cases = [
     ['Connected', true, 'sampling'],
-    ['Connected', false, 'sampling when it was said; no records arrive now'],
+    ['Connected', false, 'sampling; out of date, because no records arrive'],
     ['Info trying 9600', false, 'listening and knocking at 9600 baud'],
     ['Configuring', true, 'the instrument is being set up, which takes about half a minute; ' +
-      'out of date, since records arrive'],
+      'out of date, because records arrive'],
     ['Connected ', true, 'a text that this page does not know'],
   ];
   for (const [text, live, meaning] of cases) assert.equal(statusMeaning(text, live), meaning);

@@ -21,12 +21,13 @@ def listen(options):
     command = ["mosquitto_sub", *shlex.split(options), "-t", TOPICS, "-W", str(LISTEN_SECONDS),
                "-F", "%r %x %t"]
     try:
-        done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True,
                               timeout=CONNECT_SECONDS + LISTEN_SECONDS)
     except (OSError, subprocess.TimeoutExpired) as error:
         print(f"sonic-alarm: {error}", file=sys.stderr)
         return None
-    if done.returncode not in (0, TIMED_OUT):
+    if done.returncode not in (0, TIMED_OUT):  # it says on standard error that it timed out, too
+        print(f"sonic-alarm: {done.stderr.decode(errors='replace').strip()}", file=sys.stderr)
         return None
     records = {}
     for line in done.stdout.decode(errors="replace").splitlines():

@@ -43,14 +43,26 @@ class Progress:
     def __init__(self):
         self._begin = time.monotonic()
         self._last = None
+        self._causes = set()
 
     def seconds(self):
         return time.monotonic() - self._begin
 
     def say(self, text):
         if text != self._last:
-            print(f"{self.seconds():5.0f} s  {text}", flush=True)
+            self._print(text)
         self._last = text
+        self._causes.clear()
+
+    def say_cause(self, text):
+        """Once, until the next step: a start that fails is tried again every few seconds."""
+        if text not in self._causes:
+            self._print(text)
+        self._last = None
+        self._causes.add(text)
+
+    def _print(self, text):
+        print(f"{self.seconds():5.0f} s  {text}", flush=True)
 
 
 @contextlib.contextmanager
@@ -113,7 +125,7 @@ def wait_for_record(instance, limit):
 def explain(progress, line):
     found = cause(line)
     if found:
-        progress.say(f"{found[0]} ({line.strip()})\n         {found[1]}")
+        progress.say_cause(f"{found[0]} ({line.strip()})\n         {found[1]}")
 
 
 def conclude(instance, remark):
