@@ -65,8 +65,8 @@ class Wire(threading.Thread):
                 due = max(0, min(due, FULL - unread))
                 given = unread + os.write(self.end, self.waiting[:due])
                 self.waiting = self.waiting[due:]
-        except OSError:
-            pass  # the guest has ended
+        except (OSError, termios.error):
+            pass  # the guest or the instrument has ended
 
     def _pass_speed_on(self):
         speed = termios.tcgetattr(self.guest)[4]
