@@ -12,9 +12,10 @@ import tty
 
 BITS_PER_BYTE = 10
 TICK = 0.008      # seconds; how soon a change of speed is seen
-UNSERVED = 10.0   # seconds after which a port is not open that takes none of its bytes; an emulated
-                  # processor that has to share its host's stands still for seconds
 FULL = 256        # bytes that wait on either side; then the instrument waits
+# Seconds after which a port that has taken no byte is not open. An emulated processor that has to
+# share its host's may stand still for a few.
+UNSERVED = 10.0
 SPEED_OF = {getattr(termios, f"B{baud}"): baud
             for baud in (1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200, 230400)}
 
