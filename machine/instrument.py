@@ -58,6 +58,7 @@ class Lines:
     def __init__(self, guest):
         self.guest = guest
         self.instruments = []
+        self.attached = {}  # by the number of the UART
         self.plugged = 0
 
     def instrument(self, options):
@@ -68,6 +69,9 @@ class Lines:
         """An instrument at the UART ttyS`line`, instead of the one before."""
         instrument = self.instrument(options)
         self.connect(instrument.device, line)
+        if line in self.attached:
+            self.attached[line].end()
+        self.attached[line] = instrument
         return instrument
 
     def connect(self, device, line):

@@ -83,7 +83,7 @@ class MachineTest(unittest.TestCase):
         self.lines.unplug(adapter)
 
     def use_adapter(self, serial_number="A1"):
-        """Has an adapter stand in for ttyS1 from the next start on, as hardware.md says."""
+        """Has an adapter stand in for ttyS1 from the next start on, plugged in or not."""
         self.run(f"echo DEVICE={ADAPTER.format(serial_number)} >/etc/default/sonic-port-ttyS1; "
                  "install -D -m 644 -t /etc/systemd/system/sonicd@ttyS1.service.d "
                  "/usr/share/sonicd/sonic-port.conf; "
