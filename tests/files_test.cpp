@@ -182,7 +182,7 @@ void finished(Serial&, const std::string& text, bool) {
     const size_t end = word.find('=');
     const std::string file = path("data/" + word.substr(0, end));
     if (end == std::string::npos) {
-      fs::create_symlink("elsewhere", file);
+      fs::create_symlink("5400.m.1", file);
       continue;
     }
     std::ofstream(file) << word;

@@ -18,7 +18,7 @@ fresh() {
   rm -rf data
   mkdir data
   cp half_hour data/$first
-  chmod 600 data/$first
+  chmod 640 data/$first
   touch data/$newest
   touch -d '2 hours ago' data/*
 }
@@ -28,7 +28,7 @@ holds() { [[ $(ls -A data) == "$(printf '%s\n' "$@")" ]] || { ls -A data; exit 1
 is_compressed() {
   holds $first.zst $newest
   zstd -dcq data/$first.zst | cmp half_hour -
-  [[ $(find data -name '*.zst' -perm 600 -mmin +60) ]]
+  [[ $(find data -name '*.zst' -perm 640 -mmin +60) ]]
 }
 
 # Somebody opens a file for writing while it is compressed: it is left, the next one is not, and who
