@@ -237,6 +237,17 @@ TEST_F(RelayTest, HandsOverNothingOld) {
   reads_only_the_rest();
 }
 
+TEST_F(RelayTest, LetsTheNextUserInWhenTheLastHadThePortAlone) {
+  start();
+  ASSERT_EQ(0, ioctl(user(), TIOCEXCL));
+  _user = Descriptor();
+  std::this_thread::sleep_for(QUIET);
+  _user = open_terminal(_relay->path());
+  int alone = -1;
+  ASSERT_EQ(0, ioctl(user(), TIOCGEXCL, &alone));
+  EXPECT_EQ(0, alone);
+}
+
 TEST_F(RelayTest, HasTheDeviceAloneAndGivesItBack) {
   termios found{};
   termios left{};
