@@ -99,7 +99,7 @@ class RelayTest : public testing::Test {
   std::string outcome(bool ask = false) {
     if (ask) close(std::exchange(_stop[1], -1));
     if (_outcome.wait_for(LONG_ENOUGH) != std::future_status::ready) return "still running";
-    const std::string result = _outcome.get();
+    std::string result = _outcome.get();
     _relay.reset();
     return result;
   }
