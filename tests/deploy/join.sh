@@ -14,6 +14,7 @@ as_qelta() { setpriv --reuid qelta --regid qelta --clear-groups env HOME=/home/q
 line() { sed -n '/^sonic-station add/p' "$1"; }
 
 dpkg -i /package/*.deb
+systemctl set-environment "ASAN_OPTIONS=${ASAN_OPTIONS-}"
 ssh-keygen -A
 systemctl start systemd-user-sessions ssh  # nobody logs in before the first
 install -d $data-ttyS2
