@@ -111,7 +111,7 @@ class RelayTest : public testing::Test {
     ASSERT_EQ(static_cast<ssize_t>(keys.size()), write(user(), keys.data(), keys.size()));
   }
   std::string received(size_t count) { return read_from(user(), count); }
-  std::string nothing_received() { return read_from(user(), 1, QUIET); }
+  std::string nothing_received(milliseconds limit = QUIET) { return read_from(user(), 1, limit); }
   std::string typed(size_t count) { return read_from(instrument(), count); }
 
   int user() const { return _user.get(); }
@@ -149,7 +149,7 @@ TEST_F(RelayTest, StampsARecordWithTheArrivalOfItsFirstByte) {
   start(true);
   const uint64_t before = clock_ns();
   send(RECORD.substr(0, 20));
-  EXPECT_EQ("", read_from(user(), 1, milliseconds(100)));
+  EXPECT_EQ("", nothing_received(milliseconds(100)));
   const uint64_t between = clock_ns();
   send(RECORD.substr(20));
   const std::string seen = received(STAMP_BYTES + RECORD.size());
@@ -171,6 +171,19 @@ TEST_F(RelayTest, HoldsNoLineForLong) {
   const std::string seen = received(2 * RECORD.size() + STAMP_BYTES);
   EXPECT_EQ(RECORD, seen.substr(0, RECORD.size()));  // it has become another line's rest
   EXPECT_EQ(RECORD, seen.substr(RECORD.size() + STAMP_BYTES));
+}
+
+TEST_F(RelayTest, StampsARecordWhoseRestHasComeWhileItWasBusy) {
+  start(true);
+  send(RECORD.substr(0, 20));
+  EXPECT_EQ("", nothing_received(milliseconds(50)));
+  {
+    const std::lock_guard<std::mutex> busy(log_mutex);  // it waits to report the change of speed
+    set_speed(user(), B4800);
+    std::this_thread::sleep_for(QUIET);
+    send(RECORD.substr(20));
+  }
+  EXPECT_EQ(RECORD, received(STAMP_BYTES + RECORD.size()).substr(STAMP_BYTES));
 }
 
 TEST_F(RelayTest, ChangesTheSpeedAfterTheKeysBeforeIt) {
@@ -204,6 +217,22 @@ TEST_F(RelayTest, ChangesTheSpeedAfterTheKeysBeforeIt) {
   EXPECT_EQ(38400U, _instrument.speed());
   outcome(true);
   EXPECT_EQ(without(logged(), "/dev", "mode\n"), "4800 baud\n230400 baud\n9600 baud\n38400 baud\n");
+}
+
+// Such as one that puts back the settings that it found: the kernel then reports no more changes.
+TEST_F(RelayTest, SeesAtOnceWhatAUserChangesWhoSetsAllSettings) {
+  start();
+  termios line{};
+  cfmakeraw(&line);
+  const auto begin = std::chrono::steady_clock::now();
+  for (int round = 0; round < 5; ++round) {
+    for (const unsigned int baud : {4800U, 9600U}) {
+      cfsetspeed(&line, speed_code(baud).value());
+      ASSERT_EQ(0, tcsetattr(user(), TCSANOW, &line));
+      EXPECT_TRUE(has_speed(baud));
+    }
+  }
+  EXPECT_GT(seconds(5), std::chrono::steady_clock::now() - begin);
 }
 
 TEST_F(RelayTest, HandsOverNothingOld) {
