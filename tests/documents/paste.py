@@ -137,6 +137,9 @@ def main():
     package = next(folder.glob("*.deb"))
     if f"apt install ./{package.name}" not in arguments.documents[0].read_text():
         subprocess.run(["dpkg", "-i", package], check=True)
+    # No network: what is installed is the newest version that can be had.
+    Path("/etc/apt/preferences.d/installed").write_text(
+        "Package: *\nPin: release a=now\nPin-Priority: 1001\n")
     # The central broker is this machine, too.
     subprocess.run(["ip", "address", "add", "192.0.2.1/32", "dev", "lo"], check=True)
     # What a station has sent, for those who read data files.
