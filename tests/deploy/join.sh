@@ -28,7 +28,7 @@ one=$!
 sonicd-setup-archive localhost --station mast-08 --folder device-ttyS2 >two &
 two=$!
 until [[ $(line one) && $(line two) ]]; do sleep 0.1; done
-{ line one; line two; echo; } | sonic-station add
+fails sonic-station add <<<"$(line one; echo a line of something else; line two)"
 wait $one $two
 [[ $(cat one two) == *'The archive has the files of mast-08'* ]]
 diff -r --exclude='*.json' $data /srv/sonic/mast-07
