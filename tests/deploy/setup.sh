@@ -99,6 +99,8 @@ expect 0 sonicd-setup ttyS1 --serial 00815
 # Removed, with everything but its data.
 expect 0 sonicd-setup --remove ttyS1
 expect 0 sonicd-setup --remove ttyS4
+expect 1 sonicd-setup --remove ttyS4
+says 'no instrument is set up on ttyS4'
 ls $data/device/*01234 $data/device/*00815 $data/device-ttyS4/*00815
 [[ -z $(retained) ]]
 [[ -z $(find /etc/systemd/system /etc/default -name '*sonic*') ]]

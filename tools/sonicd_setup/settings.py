@@ -128,6 +128,9 @@ def write_driver(instance, device):
 def remove(port):
     """Stops the instance and removes its settings. Data stay."""
     instance = Instance(port)
+    if not (instance.is_configured() or instance.driver_settings.exists()
+            or instance.drop_in("").exists()):
+        raise Failure(f"no instrument is set up on {port}")
     folder = instance.folder()
     output("systemctl", "disable", "--now", instance.unit, instance.driver)
     instance.driver_settings.unlink(missing_ok=True)
