@@ -149,7 +149,7 @@ TEST_F(RelayTest, StampsARecordWithTheArrivalOfItsFirstByte) {
   start(true);
   const uint64_t before = clock_ns();
   send(RECORD.substr(0, 20));
-  EXPECT_EQ("", nothing_received(milliseconds(100)));
+  EXPECT_EQ("", nothing_received(milliseconds(20)));
   const uint64_t between = clock_ns();
   send(RECORD.substr(20));
   const std::string seen = received(STAMP_BYTES + RECORD.size());
@@ -176,7 +176,7 @@ TEST_F(RelayTest, HoldsNoLineForLong) {
 TEST_F(RelayTest, StampsARecordWhoseRestHasComeWhileItWasBusy) {
   start(true);
   send(RECORD.substr(0, 20));
-  EXPECT_EQ("", nothing_received(milliseconds(50)));
+  EXPECT_EQ("", nothing_received(milliseconds(20)));
   {
     const std::lock_guard<std::mutex> busy(log_mutex);  // it waits to report the change of speed
     set_speed(user(), B4800);
