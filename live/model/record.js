@@ -1,5 +1,7 @@
 // One record, from a message.
 
+import {parseJson} from './json.js';
+
 /** The values of a record, in the order of the data file's columns. */
 export const VALUES = ['u', 'v', 'w', 'sos', 'ts', 'diag'];
 const MAX_TIME_SECONDS = 253402300799;  // the end of 9999: later dates look otherwise, or are none
@@ -27,12 +29,7 @@ function packDecimals(text) {
  * value that is not a number becomes NaN. `decimals` is for decimalsOf.
  */
 export function parseRecord(text) {
-  let message;
-  try {
-    message = JSON.parse(text);
-  } catch {
-    return null;
-  }
+  const message = parseJson(text);
   const isTime = (value) => Number.isFinite(value) && value >= 0 && value < MAX_TIME_SECONDS;
   if (!message || !isTime(message.SECONDS) || !isTime(message.NANOSECONDS)) return null;
   const record = {

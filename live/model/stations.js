@@ -1,6 +1,7 @@
 // The written file: which loggers there are, their instruments, and the half hours of each.
 
 import {HalfHours} from './half_hours.js';
+import {parseJson} from './json.js';
 
 const FORMAT = 1;
 
@@ -9,12 +10,7 @@ const FORMAT = 1;
  * milliseconds. What is missing in a station is empty.
  */
 export function parseStations(text) {
-  let file;
-  try {
-    file = JSON.parse(text);
-  } catch {
-    return null;
-  }
+  const file = parseJson(text);
   const written = Date.parse(file?.written);
   if (file?.format !== FORMAT || Number.isNaN(written)) return null;
   const stations = arrayOf(file.stations).map((station) => parseStation(station, written));

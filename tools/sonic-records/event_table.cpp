@@ -1,51 +1,26 @@
-#include "tools/sonic-records/outputs.h"
+#include <array>
+
+#include "tools/sonic-records/plain_table.h"
 
 namespace sonic::records {
 
 namespace {
 
-const char* name(Event kind) {
-  switch (kind) {
-    case Event::GAP:
-      return "gap";
-    case Event::CLOCK_BACK:
-      return "clock_back";
-    case Event::RATE_CHANGE:
-      return "rate_change";
-    case Event::RESTART:
-      return "restart";
-    case Event::FAILED:
-      return "failed";
-    case Event::LEFT_OUT:
-      return "left_out";
-    case Event::ERROR:
-      return "error";
-  }
-  return "";
-}
+// In the order of Event.
+constexpr std::array EVENT_NAMES = {"gap",    "clock_back", "rate_change", "restart",
+                                    "failed", "left_out",   "error"};
+static_assert(EVENT_NAMES.size() == static_cast<size_t>(Event::ERROR) + 1);
 
 // A row for each thing between the records.
-class EventTable : public TableOutput {
+class EventTable : public PlainTable {
  public:
   explicit EventTable(const Options& options)
-      : _epoch(options.epoch),
-        _table(options.format, options.station,
-               {{"time", true}, {"event", true}, {"seconds", false}}) {}
+      : PlainTable(options, {{"time", true}, {"event", true}, {"seconds", false}}) {}
 
   void between(Event kind, std::optional<uint64_t> before, uint64_t length) override {
-    std::string time;
-    if (before) time = _epoch ? seconds_text(*before) : iso_text(*before);
-    _table.row({time, name(kind), length != 0 ? seconds_text(length) : ""});
+    row({before ? time(*before) : "", EVENT_NAMES.at(static_cast<size_t>(kind)),
+         length != 0 ? seconds_text(length) : ""});
   }
-
-  bool finish() override {
-    _table.flush();
-    return true;
-  }
-
- private:
-  const bool _epoch;
-  Table _table;
 };
 
 }  // namespace

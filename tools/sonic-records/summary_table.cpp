@@ -1,6 +1,6 @@
 #include <cmath>
 
-#include "tools/sonic-records/outputs.h"
+#include "tools/sonic-records/plain_table.h"
 
 namespace sonic::records {
 
@@ -14,38 +14,24 @@ const std::vector<Column> COLUMNS = {
 };
 
 // A row a file.
-class SummaryTable : public TableOutput {
+class SummaryTable : public PlainTable {
  public:
-  explicit SummaryTable(const Options& options)
-      : _epoch(options.epoch), _table(options.format, options.station, COLUMNS) {}
+  explicit SummaryTable(const Options& options) : PlainTable(options, COLUMNS) {}
 
   void end_of_file(const std::string& path, const Summary& s) override {
     const auto count = [](uint64_t number) { return std::to_string(number); };
     const bool has_expected = s.rate != 0 && s.records != 0;
-    _table.row({path, s.model, s.serial_number, s.rate != 0 ? count(s.rate) : "",
-                s.records != 0 ? time(s.first) : "", s.records != 0 ? time(s.last) : "",
-                count(s.records), has_expected ? count(expected(s)) : "", count(s.gaps),
-                seconds_text(s.gap_nanoseconds), count(s.failed), count(s.errors),
-                count(s.restarts), count(s.clock_back), count(s.left_out), count(s.faults)});
-  }
-
-  bool finish() override {
-    _table.flush();
-    return true;
+    row({path, s.model, s.serial_number, s.rate != 0 ? count(s.rate) : "",
+         s.records != 0 ? time(s.first) : "", s.records != 0 ? time(s.last) : "", count(s.records),
+         has_expected ? count(expected(s)) : "", count(s.gaps), seconds_text(s.gap_nanoseconds),
+         count(s.failed), count(s.errors), count(s.restarts), count(s.clock_back),
+         count(s.left_out), count(s.faults)});
   }
 
  private:
   static uint64_t expected(const Summary& s) {
     return static_cast<uint64_t>(std::llround(s.expected));
   }
-
-  std::string time(uint64_t nanoseconds) {
-    if (_epoch) return seconds_text(nanoseconds);
-    return iso_text(nanoseconds);
-  }
-
-  const bool _epoch;
-  Table _table;
 };
 
 }  // namespace
