@@ -39,7 +39,7 @@ std::string Serial::error(const char* what) const {
   return error_text(errno, {_port, " ", what, ": "});
 }
 
-void Serial::fail(const char* what) const { throw std::runtime_error(error(what)); }
+void Serial::fail(const char* what) const { throw_error(errno, {_port, " ", what, ": "}); }
 
 void Serial::open() {
   if (_fd != -1) throw std::runtime_error(_port + " is already open");

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace sonic {
+namespace sonic::compress {
 
 /// Owns a child process: one that still runs is ended with its owner.
 class Child {
@@ -36,4 +36,4 @@ class Child {
   pid_t _pid;
 };
 
-}  // namespace sonic
+}  // namespace sonic::compress

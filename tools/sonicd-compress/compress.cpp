@@ -12,6 +12,7 @@
 #include <iostream>
 #include <map>
 #include <stdexcept>
+#include <utility>
 
 #include "base/descriptor.h"
 #include "base/error.h"
@@ -95,22 +96,40 @@ fs::path part_of(const fs::path& file) {
   return file.parent_path() / (PART_BEGIN + file.filename().string() + PART_END);
 }
 
+// A copy that is being made. It goes with its owner, unless it has got its name.
+class UnfinishedCopy {
+ public:
+  explicit UnfinishedCopy(fs::path path) : _path(std::move(path)) {
+    fs::remove(_path);  // of an interrupted run, whose zstd may still write to it
+  }
+  UnfinishedCopy(const UnfinishedCopy&) = delete;
+  UnfinishedCopy& operator=(const UnfinishedCopy&) = delete;
+  ~UnfinishedCopy() {
+    std::error_code ignored;
+    if (!_has_name) fs::remove(_path, ignored);
+  }
+
+  const fs::path& path() const { return _path; }
+
+  void give_name(const fs::path& target) {
+    if (rename(_path.c_str(), target.c_str()) == -1) fail(errno, target, "cannot rename");
+    _has_name = true;
+  }
+
+ private:
+  const fs::path _path;
+  bool _has_name = false;
+};
+
 // Makes a complete and verified `target` that is on the disk before it has its name.
 void make_copy(const fs::path& file, const fs::path& target, const struct stat& original) {
-  const fs::path part = part_of(file);
-  fs::remove(part);  // of an interrupted run, whose zstd may still write to it
-  try {
-    run_zstd(file, part, original);
-    sync(part);
-    if (compare_copy(file, part) != Comparison::SAME) {
-      throw std::runtime_error(file.string() + ": the compressed copy differs");
-    }
-    if (rename(part.c_str(), target.c_str()) == -1) fail(errno, target, "cannot rename");
-  } catch (...) {
-    std::error_code ignored;
-    fs::remove(part, ignored);
-    throw;
+  UnfinishedCopy copy(part_of(file));
+  run_zstd(file, copy.path(), original);
+  sync(copy.path());
+  if (compare_copy(file, copy.path()) != Comparison::SAME) {
+    throw std::runtime_error(file.string() + ": the compressed copy differs");
   }
+  copy.give_name(target);
 }
 
 // Whether it begins as the daemon's files do: a picture of one may have such a name, too.
