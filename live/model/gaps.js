@@ -7,7 +7,7 @@ const MIN_INTERVALS = 8;
 const GAP = 1.75;  // of the usual interval: time stamps are not quite even
 const SETTLED = 5;  // after this many intervals a record that was only stamped late is made up for
 const CATCHING_UP = 0.75;  // of the usual interval: records that were held up are still arriving
-const MAX_CATCHING_UP = 64;  // intervals; after more the instrument has another rate
+const MAX_CATCHING_UP_INTERVALS = 64;  // intervals; after more the instrument has another rate
 const NEW_START_SECONDS = 2;  // after so long the instrument may return at another rate
 const MAX_BURST_SECONDS = 1 / 64;  // closer together than at any rate: they were held up
 
@@ -49,7 +49,7 @@ export class Gaps {
     const {from, to, usual, intervals} = this.late;
     const isNewStart = to - from > NEW_START_SECONDS;
     const isCatchingUp = interval < (CATCHING_UP * usual || MAX_BURST_SECONDS);
-    const enough = isCatchingUp ? MAX_CATCHING_UP : isNewStart ? 0 : SETTLED;
+    const enough = isCatchingUp ? MAX_CATCHING_UP_INTERVALS : isNewStart ? 0 : SETTLED;
     if (!atOnce && intervals < enough) {
       this.late.intervals++;
       return;

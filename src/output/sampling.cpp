@@ -15,9 +15,9 @@ namespace sonic {
 namespace {
 
 constexpr unsigned int WAIT_SECONDS = 1;
-constexpr unsigned int INACTIVITY_LIMIT = 60;  // idle passes: a second each, unless hung up
+constexpr unsigned int MAX_IDLE_WAITS = 60;  // a second each, unless hung up
 constexpr unsigned int BLOCK = 200;
-constexpr size_t MAX_UNDELIMITED = 1000;
+constexpr size_t MAX_UNDELIMITED_BYTES = 1000;
 constexpr int SAMPLING_PRIORITY = -20;
 constexpr const char* INTERRUPTED = "sampling";
 constexpr const char* TIMED_OUT = "TIMEOUT: sampling for ";
@@ -37,7 +37,7 @@ class SamplingLoop {
         _instrument_lines(instrument_lines(extras.at("instrument"), extras.at("serial_number"),
                                            extras.at("software_version"),
                                            extras.at("output_rate"))),
-        _inactivity(INACTIVITY_LIMIT, TIMED_OUT + _sonic_id),
+        _inactivity(MAX_IDLE_WAITS, TIMED_OUT + _sonic_id),
         _iterations(std::stoul(config.at("iterations"))),
         _file(_console_only) {}
 
@@ -81,7 +81,7 @@ class SamplingLoop {
   }
 
   void limit_buffer() {
-    if (_buffer.size() <= MAX_UNDELIMITED) return;
+    if (_buffer.size() <= MAX_UNDELIMITED_BYTES) return;
     std::cout << "Excessive length, with no delim -> clearing buffer" << std::endl;
     _notifier.notify("Dropping excessive buffer");
     _buffer.clear();

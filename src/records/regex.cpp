@@ -10,7 +10,7 @@ namespace sonic {
 namespace {
 
 constexpr size_t MAX_SUBMATCHES = 20;
-constexpr size_t MAX_ERROR_TEXT = 200;
+constexpr size_t MAX_ERROR_TEXT_BYTES = 200;
 
 }  // namespace
 
@@ -32,7 +32,7 @@ void regex::_construct() {
 }
 
 std::string regex::_err(int code) const {
-  std::array<char, MAX_ERROR_TEXT> text{};
+  std::array<char, MAX_ERROR_TEXT_BYTES> text{};
   const size_t needed = regerror(code, _compiled.get(), text.data(), text.size());
   if (needed <= text.size()) return text.data();
   return std::string("regex error building: ") + strerror(code);

@@ -24,7 +24,7 @@ namespace {
 
 constexpr timespec SETTLE = {0, 500'000'000};
 constexpr time_t QUIET_SECONDS = 3;
-constexpr unsigned int MAX_REPLY = 500;
+constexpr unsigned int MAX_REPLY_BYTES = 500;
 
 constexpr const char* ESCAPES = "\x1b\x1b\x1b";
 constexpr const char* NEWLINE = "\n";
@@ -74,14 +74,15 @@ bool talks(Notifier& notifier, Serial& port, extractor_t extractor, const re& ma
 std::string young_81000_auto_baud_read(Notifier& notifier, Serial& port, bool verbose) {
   nanosleep(&SETTLE, nullptr);
   std::string reply;
-  std::array<char, MAX_REPLY> block;
-  while (reply.size() < MAX_REPLY && has_input(port.fd())) {
-    const int n = port.read(block.data(), MAX_REPLY - static_cast<unsigned int>(reply.size()));
+  std::array<char, MAX_REPLY_BYTES> block;
+  while (reply.size() < MAX_REPLY_BYTES && has_input(port.fd())) {
+    const int n =
+        port.read(block.data(), MAX_REPLY_BYTES - static_cast<unsigned int>(reply.size()));
     if (n == 0) throw std::runtime_error("autobaud read error: unexpected zero");
     if (reply.empty()) notifier.notify("Connecting (got data)");
     reply.append(block.data(), static_cast<size_t>(n));
     if (verbose) {
-      std::cout << "young_81000_auto_baud_read: read" << reply.size() << " of " << MAX_REPLY
+      std::cout << "young_81000_auto_baud_read: read" << reply.size() << " of " << MAX_REPLY_BYTES
                 << " so far" << std::endl;
     }
   }

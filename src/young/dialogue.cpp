@@ -21,7 +21,7 @@ namespace {
 constexpr timespec SLOW_WRITE_PAUSE = {0, 250'000'000};
 constexpr unsigned int ECHO_SECONDS = 1;
 constexpr unsigned int RX_SECONDS = 1;
-constexpr unsigned int RX_MAX_CHARS = 80;
+constexpr unsigned int MAX_RX_CHARS = 80;
 constexpr unsigned int RX_BLOCK = 80;
 constexpr unsigned int DELIMITER_BLOCK = 500;
 
@@ -88,7 +88,7 @@ std::string interactive_rx(Serial& port, unsigned int seconds, unsigned int max_
 }
 
 std::string interactive_rx(Serial& port, bool verbose) {
-  return interactive_rx(port, RX_SECONDS, RX_MAX_CHARS, verbose);
+  return interactive_rx(port, RX_SECONDS, MAX_RX_CHARS, verbose);
 }
 
 void interactive_read_to_delimiter(Serial& port, const std::string& delimiter,
@@ -159,12 +159,12 @@ std::string interactive_transfer(Serial& port, std::string command, unsigned int
 }
 
 std::string interactive_transfer(Serial& port, std::string command, bool verbose) {
-  return interactive_transfer(port, std::move(command), RX_SECONDS, RX_MAX_CHARS, verbose);
+  return interactive_transfer(port, std::move(command), RX_SECONDS, MAX_RX_CHARS, verbose);
 }
 
 std::string interactive_transfer_wm(Serial& port, std::string command, bool verbose) {
   interactive_tx_wm(port, std::move(command), verbose);
-  return interactive_rx(port, RX_SECONDS, RX_MAX_CHARS, verbose);
+  return interactive_rx(port, RX_SECONDS, MAX_RX_CHARS, verbose);
 }
 
 }  // namespace sonic

@@ -33,19 +33,19 @@ constexpr const char* DATA_LINE_PATTERN = "(-?[0-9]+\\.[0-9]+[ ]+)+";
 constexpr const char* DELIMITER_TIMEOUT = "TIMEOUT!!";
 
 constexpr unsigned int PAGE_SECONDS = 1;
-constexpr unsigned int PAGE_MAX_CHARS = 1000;
+constexpr unsigned int MAX_PAGE_CHARS = 1000;
 
-constexpr unsigned int WAKE_REPLY_MAX = 330;
-constexpr unsigned int ENTER_MAX_CHARS = 3000;
+constexpr unsigned int MAX_WAKE_REPLY_CHARS = 330;
+constexpr unsigned int MAX_ENTER_CHARS = 3000;
 constexpr unsigned int ENTER_SECONDS = 5;
-constexpr unsigned int ENTER_TIMEOUTS = 3;
+constexpr unsigned int MAX_ENTER_TIMEOUTS = 3;
 
 constexpr unsigned int MOVE_UP_PAUSE = 2;
 constexpr unsigned int MOVE_UP_SECONDS = 2;
-constexpr unsigned int MOVE_UP_MAX_CHARS = 300;
+constexpr unsigned int MAX_MOVE_UP_CHARS = 300;
 
 constexpr unsigned int LEAVE_SECONDS = 1;
-constexpr unsigned int LEAVE_MAX_CHARS = 250;
+constexpr unsigned int MAX_LEAVE_CHARS = 250;
 constexpr const char* LEAVE_TERMINATED = "young_exit_interactive: terminated by user";
 
 bool contains(const std::string& text, const char* part) {
@@ -68,7 +68,7 @@ void _young_interactive_move_to_top(Serial& port, std::string text, bool verbose
   while (sub_menu.is_match(text)) {
     interactive_tx_ncr(port, YOUNG_EXIT_KEY, verbose);
     sleep(MOVE_UP_PAUSE);
-    text = with_line_feeds(interactive_rx(port, MOVE_UP_SECONDS, MOVE_UP_MAX_CHARS, verbose));
+    text = with_line_feeds(interactive_rx(port, MOVE_UP_SECONDS, MAX_MOVE_UP_CHARS, verbose));
     throw_if_terminated("_young_interactive_move_to_top: terminated by user");
     if (verbose) trace();
   }
@@ -78,8 +78,8 @@ void _young_interactive_move_to_top(Serial& port, std::string text, bool verbose
 std::string wake(Serial& port, bool verbose) {
   port.flush_input();
   interactive_slow_write(port, WAKE_KEY);
-  std::array<char, WAKE_REPLY_MAX> block;
-  const int n = port.read(block.data(), WAKE_REPLY_MAX);
+  std::array<char, MAX_WAKE_REPLY_CHARS> block;
+  const int n = port.read(block.data(), MAX_WAKE_REPLY_CHARS);
   if (n == 0) return "";
   std::string text = with_line_feeds(std::string(block.data(), static_cast<size_t>(n)));
   if (verbose) {
@@ -114,7 +114,7 @@ std::string young_interactive_rx(Serial& port, unsigned int timeout_s, unsigned 
 }
 
 std::string young_81000_receive_page(Serial& port, bool verbose) {
-  return young_interactive_rx(port, PAGE_SECONDS, PAGE_MAX_CHARS, verbose);
+  return young_interactive_rx(port, PAGE_SECONDS, MAX_PAGE_CHARS, verbose);
 }
 
 std::string young_81000_press(Serial& port, const std::string& key, bool verbose) {
@@ -150,8 +150,8 @@ void young_enter_interactive(Serial& port, bool verbose) {
   port.flush_input();
   interactive_slow_write(port, INTERRUPT_KEYS);
   try {
-    interactive_read_to_delimiter(port, TOP_MENU_DELIMITER, ENTER_MAX_CHARS, ENTER_SECONDS,
-                                  ENTER_TIMEOUTS, verbose);
+    interactive_read_to_delimiter(port, TOP_MENU_DELIMITER, MAX_ENTER_CHARS, ENTER_SECONDS,
+                                  MAX_ENTER_TIMEOUTS, verbose);
   } catch (const std::exception& e) {
     std::cout << e.what() << std::endl;
     if (!contains(e.what(), DELIMITER_TIMEOUT)) throw;
@@ -166,12 +166,12 @@ void young_exit_interactive(Serial& port, bool verbose) {
   if (verbose) {
     std::cout << "young_exit_interactive: regex='" << DATA_LINE_PATTERN << "'" << std::endl;
   }
-  std::array<char, LEAVE_MAX_CHARS> block;
+  std::array<char, MAX_LEAVE_CHARS> block;
   std::string buffer;
-  while (buffer.size() < LEAVE_MAX_CHARS) {
+  while (buffer.size() < MAX_LEAVE_CHARS) {
     const int ready = interactive_wait_for_input(port, LEAVE_SECONDS);
     if (ready == -1) throw std::runtime_error(LEAVE_TERMINATED);
-    const auto room = LEAVE_MAX_CHARS - static_cast<unsigned int>(buffer.size());
+    const auto room = MAX_LEAVE_CHARS - static_cast<unsigned int>(buffer.size());
     const int n = ready == 0 ? 0 : port.read(block.data(), room);
     if (n == 0) {
       throw_if_terminated(LEAVE_TERMINATED);

@@ -65,11 +65,11 @@ constexpr const char* NO_AVERAGING = "Cannot get averaging";
 constexpr const char* CUSTOM_FORMAT = "5ABEC\n";
 
 constexpr unsigned int BAUD_CHANGE_SECONDS = 2;
-constexpr unsigned int BAUD_CHANGE_MAX_CHARS = 1000;
+constexpr unsigned int MAX_BAUD_CHANGE_CHARS = 1000;
 
 constexpr int SHORT_CONFIGURATION_ROUNDS = 13;
 constexpr unsigned int SHORT_CONFIGURATION_SECONDS = 1;
-constexpr unsigned int SHORT_CONFIGURATION_MAX_CHARS = 2000;
+constexpr unsigned int MAX_SHORT_CONFIGURATION_CHARS = 2000;
 constexpr const char* SHORT_CONFIGURATION_END = "COMMANDS (";
 constexpr const char* SHORT_CONFIGURATION_PAGING = "PRESS ANY KEY TO CONTINUE...";
 
@@ -112,7 +112,7 @@ std::string young_81000_get_info(Serial& port, bool verbose) {
     port.flush_input();
     interactive_tx_ncr(port, SHORT_CONFIGURATION_KEY, verbose);
     const std::string received =
-        interactive_rx(port, SHORT_CONFIGURATION_SECONDS, SHORT_CONFIGURATION_MAX_CHARS, false);
+        interactive_rx(port, SHORT_CONFIGURATION_SECONDS, MAX_SHORT_CONFIGURATION_CHARS, false);
     const std::string text =
         young_81000_extractor(reinterpret_cast<const unsigned char*>(received.data()),
                               static_cast<unsigned int>(received.size()), verbose);
@@ -155,7 +155,7 @@ void young_81000_set_baud_rate(Serial& port, unsigned int rate, bool verbose) {
   if (page.find(BAUD_RATE_SHOWN + std::to_string(rate)) == std::string::npos) {
     young_81000_press(port, key, verbose);
     interactive_tx_ncr(port, YOUNG_EXIT_KEY, verbose);
-    young_interactive_rx(port, BAUD_CHANGE_SECONDS, BAUD_CHANGE_MAX_CHARS, verbose);
+    young_interactive_rx(port, BAUD_CHANGE_SECONDS, MAX_BAUD_CHANGE_CHARS, verbose);
     // From here on the instrument answers at the new rate.
     port.set_baud(rate);
     sleep(BAUD_CHANGE_SECONDS);

@@ -22,7 +22,7 @@ namespace {
 
 constexpr uint64_t NO_TIME = UINT64_MAX;
 constexpr uint64_t NANOSECONDS_PER_HALF_HOUR = SECONDS_PER_HALF_HOUR * NANOSECONDS_PER_SECOND;
-constexpr uint64_t MAX_CLOCK_AHEAD = 48 * NANOSECONDS_PER_HALF_HOUR;
+constexpr uint64_t MAX_CLOCK_AHEAD_NANOSECONDS = 48 * NANOSECONDS_PER_HALF_HOUR;
 
 struct File {
   std::string path;
@@ -77,7 +77,7 @@ std::vector<File> by_half_hour(const std::vector<std::string>& paths, const Time
     }
     const uint64_t start = parsed->start_seconds * NANOSECONDS_PER_SECOND;
     const bool is_over = start + NANOSECONDS_PER_HALF_HOUR <= range.from;
-    const bool is_far = start >= range.to && start - range.to >= MAX_CLOCK_AHEAD;
+    const bool is_far = start >= range.to && start - range.to >= MAX_CLOCK_AHEAD_NANOSECONDS;
     if (!is_over && !is_far) files.push_back({path, start});
   }
   std::stable_sort(files.begin(), files.end(),

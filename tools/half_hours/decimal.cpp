@@ -9,7 +9,7 @@ namespace sonic::records {
 namespace {
 
 constexpr int FIRST_DIGITS = 9;
-constexpr double LARGEST = 1e9;  // in billionths it fits 64 bits
+constexpr double MAX_VALUE = 1e9;  // in billionths it fits 64 bits
 
 int64_t power_of_ten(int exponent) {
   int64_t power = 1;
@@ -28,7 +28,7 @@ int64_t rounded(double value, int digits) {
 
 std::string fixed_text(double value, int digits) {
   char text[352];
-  if (!(std::abs(value) < LARGEST)) {
+  if (!(std::abs(value) < MAX_VALUE)) {
     std::snprintf(text, sizeof(text), "%.*f", digits, value);
     return text;
   }
@@ -46,7 +46,7 @@ std::string fixed_text(double value, int digits) {
 }
 
 bool is_zero(double value, int digits) {
-  return std::abs(value) < LARGEST && rounded(value, digits) == 0;
+  return std::abs(value) < MAX_VALUE && rounded(value, digits) == 0;
 }
 
 }  // namespace sonic::records

@@ -15,11 +15,11 @@ constexpr size_t LOOK_AHEAD_SECONDS = 2;
 constexpr double LOST = 0.75;     // at least one is lost
 constexpr double CROWDED = 0.25;  // no clock gains so much at once
 // How far a record may be from its slot, in intervals, before the clocks are brought together.
-constexpr double MAX_EARLY = -0.5;
-constexpr double MAX_LATE = 1.5;
+constexpr double MAX_EARLY_INTERVALS = -0.5;
+constexpr double MAX_LATE_INTERVALS = 1.5;
 // How much a record may add to the delay of those before it, in intervals: more than a clock loses,
 // less than a record is late by itself.
-constexpr double MAX_DRIFT = 0.002;
+constexpr double MAX_DRIFT_INTERVALS = 0.002;
 
 uint16_t usual_rate(const std::vector<Sample>& samples) {
   std::map<uint16_t, size_t> counts;
@@ -50,13 +50,13 @@ class Placement {
       if (offset < _offset - LOST) return {};
     }
     if (offset - _offset >= LOST) skip(offset, std::round(offset - _offset));
-    if (offset >= MAX_LATE) skip(offset, 1);
-    if (offset < MAX_EARLY) {
+    if (offset >= MAX_LATE_INTERVALS) skip(offset, 1);
+    if (offset < MAX_EARLY_INTERVALS) {
       _offset = offset + 1;
       return {};
     }
     // A delay of its own does not count: the loss of the next record has to stand out from it.
-    _offset = std::min(offset, _offset + MAX_DRIFT);
+    _offset = std::min(offset, _offset + MAX_DRIFT_INTERVALS);
     return taken();
   }
 

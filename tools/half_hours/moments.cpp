@@ -10,7 +10,7 @@ namespace {
 
 constexpr double PARTS = PARTS_PER_UNIT;
 constexpr size_t PRODUCTS = COVARIANT * (COVARIANT + 1) / 2;
-constexpr double LEAST_DEVIATION = 0.00005;  // which is printed as 0.0000
+constexpr double MIN_DEVIATION = 0.00005;  // which is printed as 0.0000
 
 // A sum of whole numbers that does not overflow before 2^31 of them.
 class ExactSum {
@@ -133,7 +133,7 @@ Shape shape_of(const Series& series, const Moments& moments,
   }
   const auto records = static_cast<double>(series.size());
   const double variance = second / records;
-  if (!(std::sqrt(variance) >= LEAST_DEVIATION)) return {NAN, NAN};
+  if (!(std::sqrt(variance) >= MIN_DEVIATION)) return {NAN, NAN};
   return {third / records / (variance * std::sqrt(variance)),
           fourth / records / (variance * variance)};
 }

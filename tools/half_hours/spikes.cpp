@@ -8,9 +8,9 @@ namespace sonic::records {
 
 namespace {
 
-constexpr size_t LONGEST_SPIKE = 3;  // records in a row
+constexpr size_t MAX_SPIKE_RECORDS = 3;  // in a row
 // Medians are counted in halves of a part, and those of distances from them in quarters.
-constexpr int64_t LEAST_MAD = 4 * PARTS_PER_UNIT / 100;
+constexpr int64_t MIN_TWICE_MAD = 4 * PARTS_PER_UNIT / 100;
 constexpr int64_t FACTOR = 70000;  // 7 / 0.6745, as a fraction of whole numbers
 constexpr int64_t FACTOR_DIVISOR = 6745;
 constexpr size_t BINS = 4096;
@@ -53,7 +53,7 @@ void mark_spikes(const std::vector<int32_t>& column, std::vector<bool>& is_spike
   for (uint32_t& number : numbers) {  // becomes twice its distance
     number = static_cast<uint32_t>(std::abs(2 * int64_t{number} - median));
   }
-  const int64_t mad = std::max(twice_median(numbers), LEAST_MAD);
+  const int64_t mad = std::max(twice_median(numbers), MIN_TWICE_MAD);
   // Of whole numbers, so that no last bit decides.
   const int64_t limit = FACTOR * mad / (2 * FACTOR_DIVISOR);
   size_t far = 0;  // records in a row
@@ -62,7 +62,7 @@ void mark_spikes(const std::vector<int32_t>& column, std::vector<bool>& is_spike
       ++far;
       continue;
     }
-    if (far <= LONGEST_SPIKE) {
+    if (far <= MAX_SPIKE_RECORDS) {
       for (; far > 0; --far) is_spike[i - far] = true;
     }
     far = 0;

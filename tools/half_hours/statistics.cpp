@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint64_t GAP_INTERVALS = 5;
 constexpr uint64_t FALLBACK_RATE = 1;  // to find gaps where the rate is not known
-constexpr double LEAST_PERCENT = 90;   // of the expected records, for a flag of 0 or 1
+constexpr double MIN_PERCENT = 90;     // of the expected records, for a flag of 0 or 1
 
 // How many records the rate makes in the period. Where it changes, each rate counts until the
 // first record with the next one.
@@ -142,7 +142,7 @@ void describe_turbulence(Statistics& row, const Series& series, const Moments& m
   row.steady_uw = stationarity.percent(c, rotation, U, W);
   row.steady_wt = stationarity.percent(c, rotation, W, TS);
   row.flag_uw = row.flag_wt = 2;
-  if (!(row.percent >= LEAST_PERCENT)) return;
+  if (!(row.percent >= MIN_PERCENT)) return;
   if (std::isnan(options.site.height)) {
     row.flag_uw = flag_of({row.steady_uw});
     row.flag_wt = flag_of({row.steady_wt});

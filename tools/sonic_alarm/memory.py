@@ -6,7 +6,7 @@ import sys
 
 from sonic_alarm.condition import span_text, time_text
 
-MAX_UNREPORTED = 500  # lines
+MAX_UNREPORTED_LINES = 500
 
 
 class Memory:
@@ -53,7 +53,7 @@ class Memory:
         # A station's name may have any characters, and goes into the head of a mail.
         line = "".join(c if c.isprintable() else "?" for c in line)
         self.unreported.append(f"{time_text(now)}  {line}")
-        if len(self.unreported) > MAX_UNREPORTED:
+        if len(self.unreported) > MAX_UNREPORTED_LINES:
             self.unreported[:2] = ["(earlier lines are left out)"]
 
     def save(self):

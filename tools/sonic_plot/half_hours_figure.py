@@ -13,7 +13,7 @@ PANELS = [("speed", "speed, gust (m/s)", "#33658a"), ("direction", "from (°)", 
           ("percent", "records (%)", "#2a9d5c")]
 FLAGS = (("flag_uw", "u'w'", "o", "#1f6fb4"), ("flag_wt", "w'T'", "x", "#7a4fb5"))
 SECTORS = 16
-SPEED_LIMITS = (0, 1, 2, 4, 6, 9, numpy.inf)  # m/s
+SPEED_BOUNDS = (0, 1, 2, 4, 6, 9, numpy.inf)  # m/s
 SPEED_COLOURS = ("#d9e8f2", "#a9cbe2", "#6ea6cf", "#3a7fb5", "#1b5788", "#0a2f52")
 
 
@@ -29,7 +29,7 @@ def rose(speed, direction):
     first is around north."""
     is_known = ~numpy.isnan(direction)
     sector = numpy.floor(direction[is_known] / 360 * SECTORS + 0.5).astype(int) % SECTORS
-    kind = numpy.searchsorted(SPEED_LIMITS, speed[is_known], "right") - 1
+    kind = numpy.searchsorted(SPEED_BOUNDS, speed[is_known], "right") - 1
     counts = numpy.zeros((len(SPEED_COLOURS), SECTORS))
     numpy.add.at(counts, (kind, sector), 1)
     return counts / max(counts.sum(), 1) * 100
@@ -41,7 +41,7 @@ def draw_rose(panel, table):
     shares = rose(table["speed_scalar"], table["direction"])
     angles = numpy.arange(SECTORS) * 2 * numpy.pi / SECTORS
     for kind, (share, colour) in enumerate(zip(shares, SPEED_COLOURS)):
-        low, high = SPEED_LIMITS[kind:kind + 2]
+        low, high = SPEED_BOUNDS[kind:kind + 2]
         panel.bar(angles, share, width=angles[1] * 0.9, bottom=shares[:kind].sum(axis=0),
                   color=colour, label=f"{low} to {high}" if high < numpy.inf else f"from {low}")
     panel.set_xticks(angles[::2], ["N", "NE", "E", "SE", "S", "SW", "W", "NW"])

@@ -3,25 +3,25 @@ source."""
 
 import numpy
 
-LEAST_PERCENT = 90   # of the records of a half hour
-LEAST_SPEED = 1.0    # m/s
-LEAST_PERIODS = 10
+MIN_PERCENT = 90   # of the records of a half hour
+MIN_SPEED = 1.0    # m/s
+MIN_PERIODS = 10
 # Winds along one line do not determine a plane. The least spread across that line, in m/s.
-LEAST_SPREAD = 0.3
+MIN_SPREAD = 0.3
 HEAD = "from\tto\tperiods\tb0\tb1\tb2"
 
 
 def usable(table):
     """Which half hours are complete, and have a wind."""
-    return (table["percent"] >= LEAST_PERCENT) & (table["speed"] >= LEAST_SPEED)
+    return (table["percent"] >= MIN_PERCENT) & (table["speed"] >= MIN_SPEED)
 
 
 def fit(u, v, w):
     """b0, b1 and b2 of w = b0 + b1 u + b2 v by least squares; None where the winds are too few."""
-    if len(u) < LEAST_PERIODS:
+    if len(u) < MIN_PERIODS:
         return None
     spread = numpy.linalg.svd(numpy.column_stack([u - u.mean(), v - v.mean()]), compute_uv=False)
-    if spread[1] / numpy.sqrt(len(u)) < LEAST_SPREAD:
+    if spread[1] / numpy.sqrt(len(u)) < MIN_SPREAD:
         return None
     return numpy.linalg.lstsq(numpy.column_stack([numpy.ones(len(u)), u, v]), w, rcond=None)[0]
 

@@ -5,13 +5,13 @@ import dataclasses
 import numpy
 from numpy.lib.stride_tricks import sliding_window_view
 
-LONGEST = 2**14   # records of a segment: eight and a half minutes at 32 a second
-SHORTEST = 2**6
+MAX_SEGMENT_RECORDS = 2**14  # eight and a half minutes at 32 a second
+MIN_SEGMENT_RECORDS = 2**6
 # As sonic-records --split has them.
 LOOK_AHEAD = 2     # seconds
 LOST = 0.75        # intervals later than the record before: at least one is lost
 CROWDED = 0.25     # intervals earlier: more records than the rate makes
-MAX_DRIFT = 0.002  # intervals that a clock loses at most from one record to the next
+MAX_DRIFT_INTERVALS = 0.002  # intervals that a clock loses at most from one record to the next
 BINS_A_DECADE = 20
 HALF_HOUR = 1800 * 10**9
 QUANTITIES = ("u", "v", "w", "ts")
@@ -44,7 +44,7 @@ def breaks(delays, is_back, delay):
     is_broken = is_back.copy()
     for i, own in enumerate(delays.tolist()):
         is_broken[i] |= not -CROWDED < own - delay < LOST
-        delay = own if is_broken[i] else min(own, delay + MAX_DRIFT)
+        delay = own if is_broken[i] else min(own, delay + MAX_DRIFT_INTERVALS)
     return is_broken, delay
 
 
@@ -94,7 +94,7 @@ def longest_run(chunks, rate):
     for is_new, time, _ in pieces(chunks, rate):
         length = len(time) if is_new else length + len(time)
         longest = max(longest, length)
-        if longest >= LONGEST:
+        if longest >= MAX_SEGMENT_RECORDS:
             break
     return longest
 
@@ -124,9 +124,9 @@ def spectra(source, rate, mean_winds):
     """Spectra of the records of a source, or None where no run is long enough. `mean_winds` are
     those of the half hours, by their start; each segment is turned by that of its first record."""
     longest = longest_run(source.records(), rate)
-    if longest < SHORTEST:
+    if longest < MIN_SEGMENT_RECORDS:
         return None
-    size = min(LONGEST, 2 ** int(numpy.log2(longest)))
+    size = min(MAX_SEGMENT_RECORDS, 2 ** int(numpy.log2(longest)))
     window = numpy.hanning(size + 1)[:-1]
     sums = {name: numpy.zeros(size // 2) for name in (*POWERS, *CROSSES)}
     count = 0
