@@ -5,7 +5,7 @@
 #include <numeric>
 
 #include "output/sonic_ops.h"
-#include "support.h"
+#include "tests/support.h"
 
 using namespace sonic;
 

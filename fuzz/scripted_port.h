@@ -3,7 +3,7 @@
 #include <sys/select.h>
 
 #include "app/interruption.h"
-#include "properties.h"
+#include "fuzz/properties.h"
 #include "serial/serial.h"
 
 /// What the port brings, without waiting: pieces that end with a byte 255, an empty one being a

@@ -3,8 +3,8 @@
 
 #include <random>
 
+#include "fuzz/properties.h"
 #include "port/stamper.h"
-#include "properties.h"
 #include "terminal/framing.h"
 
 static const std::string STAMP = time_stamp(1);

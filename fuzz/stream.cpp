@@ -7,9 +7,9 @@
 
 #include <random>
 
+#include "fuzz/scripted_port.h"
 #include "output/data_file.h"
 #include "output/sampling.h"
-#include "scripted_port.h"
 
 static const std::string TOP = "Model\tm\nSN\ts\nVersion\tv\nRate\tr\n";
 static const int DATA_FILE =

@@ -6,8 +6,8 @@
 
 #include "app/command_line.h"
 #include "app/priority.h"
-#include "cases.h"
-#include "support.h"
+#include "tests/cases.h"
+#include "tests/support.h"
 
 namespace sonic {
 

@@ -8,10 +8,10 @@
 #include "base/command_line.h"
 #include "base/descriptor.h"
 #include "base/standard_streams.h"
-#include "recorded_calls.h"
-#include "support.h"
 #include "terminal/port_link.h"
 #include "terminal/pseudo_terminal.h"
+#include "tests/recorded_calls.h"
+#include "tests/support.h"
 
 namespace sonic {
 

@@ -1,4 +1,4 @@
-#include "cases.h"
+#include "tests/cases.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "simulator/options.h"
-#include "virtual_port.h"
+#include "tests/virtual_port.h"
 
 namespace sonic {
 

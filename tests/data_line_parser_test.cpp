@@ -13,7 +13,7 @@ namespace {
 
 const std::string GOOD = "DATA_SONIC\t1700001000\t31250000\t1.23\t-0.45\t0.07\t343.21\t21.50\t10\t";
 
-/// Parses a line with its checksum, in memory that ends where the line does.
+// Parses a line with its checksum, in memory that ends where the line does.
 DataLineState parse(const std::string& text, DataLine& record) {
   static std::vector<char> line;
   const std::string whole = text + qelta_checksum(text);

@@ -6,9 +6,9 @@
 
 #include <iterator>
 
-#include "cases.h"
 #include "records/young_81000_record.h"
-#include "virtual_port.h"
+#include "tests/cases.h"
+#include "tests/virtual_port.h"
 #include "young/baud_detection.h"
 #include "young/young_81000_menu.h"
 #include "young/young_81000_settings.h"

@@ -6,12 +6,12 @@
 #include <fstream>
 #include <sstream>
 
-#include "cases.h"
-#include "recorded_calls.h"
 #include "records/data_line.h"
 #include "records/line_tags.h"
 #include "records/text.h"
-#include "support.h"
+#include "tests/cases.h"
+#include "tests/recorded_calls.h"
+#include "tests/support.h"
 #include "tools/files/file_name.h"
 #include "tools/files/file_order.h"
 #include "tools/files/line_reader.h"

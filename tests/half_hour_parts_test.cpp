@@ -5,7 +5,7 @@
 #include <cmath>
 #include <fstream>
 
-#include "support.h"
+#include "tests/support.h"
 #include "tools/half_hours/decimal.h"
 #include "tools/half_hours/planes.h"
 #include "tools/half_hours/sample.h"

@@ -7,7 +7,7 @@
 #include <functional>
 #include <random>
 
-#include "support.h"
+#include "tests/support.h"
 #include "tools/half_hours/columns.h"
 #include "tools/half_hours/decimal.h"
 #include "tools/half_hours/statistics.h"
@@ -35,7 +35,7 @@ Sample sample(uint64_t time, const Wind& wind) {
   return s;
 }
 
-/// A record each tenth of a second.
+// A record each tenth of a second.
 std::vector<Sample> half_hour(const std::function<Wind(int)>& wind, int records = RECORDS) {
   std::vector<Sample> samples(static_cast<size_t>(records));
   for (int i = 0; i < records; ++i) {
@@ -51,7 +51,7 @@ StatisticsOptions unrotated() {
   return options;
 }
 
-/// All cells, divided by spaces; "-" for an empty one.
+// All cells, divided by spaces; "-" for an empty one.
 std::string all_cells(std::vector<Sample> samples) {
   const Statistics row = statistics_of(samples, START, {});
   std::string text;

@@ -7,13 +7,13 @@
 #include <fstream>
 #include <type_traits>
 
-#include "cases.h"
 #include "output/data_file.h"
 #include "output/data_header.h"
 #include "output/json_record.h"
 #include "output/sonic_info.h"
-#include "recorded_calls.h"
-#include "support.h"
+#include "tests/cases.h"
+#include "tests/recorded_calls.h"
+#include "tests/support.h"
 
 namespace sonic {
 

@@ -9,7 +9,7 @@
 #include <cmath>
 #include <sstream>
 
-#include "support.h"
+#include "tests/support.h"
 #include "tools/half_hours/grid.h"
 
 namespace sonic::records {
@@ -26,8 +26,8 @@ Sample at(uint64_t time, int rate = 4) {
   return sample;
 }
 
-/// The slots of ten seconds at 4 Hz: the numbers of their records, "-" for none, then what is left
-/// out; empty slots at the end are not shown.
+// The slots of ten seconds at 4 Hz: the numbers of their records, "-" for none, then what is left
+// out; empty slots at the end are not shown.
 std::string slots_of(const std::vector<Sample>& samples) {
   const Grid grid = grid_of(samples, MINUTE, 10 * NS);
   std::string text;
@@ -43,7 +43,7 @@ std::string slots_of(const std::vector<Sample>& samples) {
   return text;
 }
 
-/// Records at 4 Hz with their times in intervals.
+// Records at 4 Hz with their times in intervals.
 std::vector<Sample> at_intervals(const std::vector<double>& times) {
   std::vector<Sample> samples(times.size());
   std::transform(times.begin(), times.end(), samples.begin(), [](double time) {

@@ -4,10 +4,10 @@
 #include <optional>
 #include <sstream>
 
-#include "cases.h"
 #include "mqtt/mqtt_serial_status_notifier.h"
-#include "recorded_calls.h"
-#include "support.h"
+#include "tests/cases.h"
+#include "tests/recorded_calls.h"
+#include "tests/support.h"
 
 namespace sonic {
 

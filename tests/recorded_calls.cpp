@@ -1,4 +1,4 @@
-#include "recorded_calls.h"
+#include "tests/recorded_calls.h"
 
 #include <fcntl.h>
 #include <mosquitto.h>

@@ -9,8 +9,8 @@ struct mosquitto;
 
 namespace sonic {
 
-// Calls to the broker's library, for priority and for the system's log are not made in unit tests:
-// they are printed, where Printed and transcript() find them.
+/// Calls to the broker's library, for priority and for the system's log are not made in unit tests:
+/// they are printed, where Printed and transcript() find them.
 
 /// What the next call of a name returns, where that is to fail.
 extern std::map<std::string, int> call_results;

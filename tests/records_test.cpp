@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include "cases.h"
 #include "records/checksum.h"
 #include "records/dump.h"
 #include "records/text.h"
 #include "records/young_81000_record.h"
+#include "tests/cases.h"
 
 namespace sonic {
 

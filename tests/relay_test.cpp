@@ -19,7 +19,7 @@
 
 #include "base/time.h"
 #include "serial/speeds.h"
-#include "support.h"
+#include "tests/support.h"
 
 namespace sonic::port {
 
@@ -49,7 +49,7 @@ Descriptor open_terminal(const std::string& path) {
   return Descriptor(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0));
 }
 
-/// Until this many bytes have arrived, or the time is over.
+// Until this many bytes have arrived, or the time is over.
 std::string read_from(int fd, size_t count, std::chrono::nanoseconds limit = LONG_ENOUGH) {
   std::string bytes;
   const auto end = std::chrono::steady_clock::now() + limit;
@@ -96,7 +96,7 @@ class RelayTest : public testing::Test {
                           [this] { return thrown_by([this] { _relay->run(_stop[0]); }); });
   }
 
-  /// How the relay has ended: by itself, unless it is asked to.
+  // How the relay has ended: by itself, unless it is asked to.
   std::string outcome(bool ask = false) {
     if (ask) close(std::exchange(_stop[1], -1));
     if (_outcome.wait_for(LONG_ENOUGH) != std::future_status::ready) return "still running";
@@ -279,8 +279,7 @@ TEST_F(RelayTest, LetsTheNextUserInWhenTheLastHadThePortAlone) {
 }
 
 TEST_F(RelayTest, HasTheDeviceAloneAndGivesItBack) {
-  termios found{};
-  termios left{};
+  termios found{}, left{};
   const Descriptor device = open_terminal(_instrument.path());
   tcgetattr(device.get(), &found);
   const std::string path = _instrument.path();
@@ -296,13 +295,6 @@ TEST_F(RelayTest, HasTheDeviceAloneAndGivesItBack) {
   EXPECT_EQ(static_cast<speed_t>(B9600), cfgetospeed(&left));
   EXPECT_EQ(path + ": the driver has no low-latency mode\n", logged());
   EXPECT_NE(-1, open_terminal(path).get());
-}
-
-TEST(SerialDeviceTest, RefusesWhatIsNoSerialPort) {
-  EXPECT_EQ("/dev/null is not a serial port: Inappropriate ioctl for device",
-            thrown_by([] { SerialDevice("/dev/null", B9600, log); }));
-  EXPECT_EQ("/dev/none cannot be opened: No such file or directory",
-            thrown_by([] { SerialDevice("/dev/none", B9600, log); }));
 }
 
 }  // namespace sonic::port

@@ -7,9 +7,9 @@
 #include <optional>
 #include <set>
 
-#include "cases.h"
-#include "recorded_calls.h"
-#include "virtual_port.h"
+#include "tests/cases.h"
+#include "tests/recorded_calls.h"
+#include "tests/virtual_port.h"
 
 namespace sonic {
 

@@ -8,9 +8,10 @@
 
 #include <cerrno>
 
+#include "port/serial_device.h"
 #include "serial/input_wait.h"
-#include "support.h"
 #include "terminal/pseudo_terminal.h"
+#include "tests/support.h"
 
 namespace sonic {
 
@@ -101,6 +102,14 @@ TEST(SerialTest, LeavesNothingOpen) {
   EXPECT_EQ(before, open_files());
   { Serial(pty.path(), 9600, true); }
   EXPECT_EQ(before, open_files());
+}
+
+TEST(SerialDeviceTest, RefusesWhatIsNoSerialPort) {
+  const auto opened = [](const std::string& path) {
+    return thrown_by([&] { port::SerialDevice(path, B9600, nullptr); });
+  };
+  EXPECT_EQ("/dev/null is not a serial port: Inappropriate ioctl for device", opened("/dev/null"));
+  EXPECT_EQ("/dev/none cannot be opened: No such file or directory", opened("/dev/none"));
 }
 
 }  // namespace sonic

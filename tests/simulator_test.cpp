@@ -4,9 +4,9 @@
 
 #include <sstream>
 
-#include "cases.h"
 #include "simulator/options.h"
 #include "simulator/stream.h"
+#include "tests/cases.h"
 
 namespace sonic::simulator {
 

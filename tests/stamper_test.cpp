@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "base/time.h"
-#include "cases.h"
 #include "port/line_queue.h"
 #include "records/text.h"
+#include "tests/cases.h"
 
 namespace sonic::port {
 namespace {

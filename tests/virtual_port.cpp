@@ -1,4 +1,4 @@
-#include "virtual_port.h"
+#include "tests/virtual_port.h"
 
 #include <sys/select.h>
 #include <termios.h>

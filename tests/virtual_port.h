@@ -7,21 +7,21 @@
 
 #include "mqtt/notifier.h"
 #include "serial/serial.h"
-#include "support.h"
+#include "tests/support.h"
 
 namespace sonic {
 
-// A port with a script at its other end, on a clock that only the program's own waiting moves on:
-// a minute of dialogue costs nothing, and every pause is seen. What is done, what must be seen:
-//
-//   const auto receive = [](Serial& port) { interactive_rx(port, 1, 80, false); };
-//   EXPECT_EQ("[900ms] [1000ms] ", transcript({{900, "late"}}, receive));
+/// A port with a script at its other end, on a clock that only the program's own waiting moves on:
+/// a minute of dialogue costs nothing, and every pause is seen. What is done, what must be seen:
+///
+///   const auto receive = [](Serial& port) { interactive_rx(port, 1, 80, false); };
+///   EXPECT_EQ("[900ms] [1000ms] ", transcript({{900, "late"}}, receive));
 
 /// What the instrument sends, each piece at its moment in milliseconds since the start.
 using Script = std::vector<std::pair<int, std::string>>;
 
-// Instead of bytes. At the moment of bytes before it, an interruption happens just before they are
-// read; at moment 0, before anything; else it ends the wait that it falls into.
+/// Instead of bytes. At the moment of bytes before it, an interruption happens just before they are
+/// read; at moment 0, before anything; else it ends the wait that it falls into.
 constexpr const char* INTERRUPT = "\x01 interrupt";
 constexpr const char* SIGNAL = "\x01 signal";  // another one, which asks for nothing
 constexpr const char* HANG_UP = "\x01 hang-up";
