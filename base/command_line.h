@@ -40,6 +40,7 @@ struct CommandLine {
   /// asked for and has been printed. Throws UsageError.
   std::optional<std::vector<std::string>> parse(int argc, char* const argv[]) const;
 
+  /// The text that --help prints.
   std::string help() const;
 };
 

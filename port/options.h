@@ -5,6 +5,7 @@
 
 namespace sonic::port {
 
+/// What the command line says.
 struct Options {
   std::string device;
   std::string link;  ///< empty: none

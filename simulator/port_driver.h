@@ -31,6 +31,7 @@ struct Faults {
 /// What follows a record once all bytes before it have been taken.
 enum class Event { NONE, PAUSE, POWER_CYCLE, HANG_UP, SILENCE };
 
+/// What the reader gets at once.
 struct Delivery {
   std::string bytes;
   Event event = Event::NONE;
@@ -47,6 +48,7 @@ class PortDriver {
   /// One record without faults: time stamp, its checksum, the instrument's line, "\r".
   std::string framed(uint64_t stamp_ns, const std::string& line) const;
 
+  /// The next record of the run, spoilt if it is its turn, and what follows it.
   Delivery deliver(uint64_t stamp_ns, std::string line);
 
  private:

@@ -4,7 +4,7 @@
 
 namespace sonic::simulator {
 
-// as the menu numbers them
+/// As the menu numbers them.
 enum class ErrorHandling : unsigned int { INCLUDE = 1, OMIT = 2 };
 enum class OutputFormat : unsigned int { CUSTOM = 1, NMEA = 3 };
 
@@ -18,6 +18,7 @@ struct Settings {
   std::string fields = "5ABCDE";  ///< of the custom format
 };
 
+/// Whether the menu offers it.
 bool is_baud_rate(unsigned int baud);
 bool is_output_rate(unsigned int hz);
 

@@ -20,6 +20,7 @@ class Wind {
  public:
   explicit Wind(uint32_t seed) : _random(seed) {}
 
+  /// The next sample. It depends on the one before, not on a time.
   Sample next();
 
  private:

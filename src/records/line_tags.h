@@ -4,7 +4,7 @@
 
 namespace sonic {
 
-// What the lines of a data file begin with, by which a reader knows them. A tab follows.
+/// What the lines of a data file begin with, by which a reader knows them. A tab follows.
 inline constexpr std::string_view MODEL_TAG = "Model";
 inline constexpr std::string_view SERIAL_NUMBER_TAG = "SN";
 inline constexpr std::string_view VERSION_TAG = "Version";

@@ -23,8 +23,8 @@ std::string text_item_cleanup(std::string item, const regex& r);
 /// The first match of `r`, or all of `item` when there is none; trimmed. STAYS.
 std::string text_item_substring(std::string item, const regex& r);
 
-// Line transforms: they lay out a record's data text as tab-separated fields. All have one
-// signature, so that an instrument's operations can name any of them.
+/// Line transforms: they lay out a record's data text as tab-separated fields. All have one
+/// signature, so that an instrument's operations can name any of them.
 
 /// Every `c` becomes a tab. The result ends before the first zero byte. STAYS.
 std::string transform_x_to_tabs(const std::string& s, char c);

@@ -32,7 +32,7 @@ class Serial {
   /// Accepts 2400, 4800, 9600, 19200, 38400, 57600, 115200 and 230400.
   void set_baud(unsigned int baud);
 
-  // Modem lines. A failure is printed and gives -1. STAYS.
+  /// Modem lines. A failure is printed and gives -1. STAYS.
   int rts(int on);
   int rts();
   int cts();

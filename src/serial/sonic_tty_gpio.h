@@ -18,6 +18,7 @@ class sonic_tty_gpio {
   sonic_tty_gpio(const sonic_tty_gpio&) = delete;
   sonic_tty_gpio& operator=(const sonic_tty_gpio&) = delete;
 
+  /// Each writes its value from the constructor, as _set_state() does.
   void enable();
   void disable();
 

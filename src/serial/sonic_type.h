@@ -27,6 +27,7 @@ class SonicType {
   SonicType(const SonicType&) = delete;
   SonicType& operator=(const SonicType&) = delete;
 
+  /// Writes the type. Throws as sonic_type_set() does.
   void set();
   /// STAYS.
   std::string get() const;

@@ -8,9 +8,10 @@
 
 namespace sonic {
 
+/// A speed in baud and by its name in the terminal interface.
 struct LineSpeed {
   unsigned int baud;
-  speed_t code;  ///< of the terminal interface
+  speed_t code;
 };
 
 /// All that a serial line can be set to.
@@ -19,6 +20,7 @@ inline constexpr LineSpeed LINE_SPEEDS[] = {
     {38400, B38400}, {57600, B57600}, {115200, B115200}, {230400, B230400},
 };
 
+/// Nothing for a speed that is not in LINE_SPEEDS.
 inline std::optional<speed_t> speed_code(unsigned int baud) {
   const auto found = std::find_if(std::begin(LINE_SPEEDS), std::end(LINE_SPEEDS),
                                   [baud](const LineSpeed& s) { return s.baud == baud; });
@@ -26,7 +28,7 @@ inline std::optional<speed_t> speed_code(unsigned int baud) {
   return found->code;
 }
 
-/// 0: none of the above.
+/// 0 for a code that is not in LINE_SPEEDS.
 inline unsigned int baud_of(speed_t code) {
   for (const LineSpeed& s : LINE_SPEEDS) {
     if (s.code == code) return s.baud;

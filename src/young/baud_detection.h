@@ -32,6 +32,7 @@ std::string young_81000_auto_baud_read(Notifier& notifier, Serial& port, bool ve
 bool young_81000_auto_baud_check(const std::string& bytes, extractor_t extractor, const re& matches,
                                  bool verbose);
 
+/// One write; what the port does not take of it is lost. Throws what the port throws.
 void young_81000_auto_baud_write(Serial& port, std::string text, bool verbose);
 
 }  // namespace sonic

@@ -6,9 +6,9 @@
 
 namespace sonic {
 
-// A character-by-character dialogue with an instrument's interactive menu. Failures are
-// std::runtime_error, the user's interrupt among them; errors of the port pass through. Nothing is
-// retried here.
+/// A character-by-character dialogue with an instrument's interactive menu. Failures are
+/// std::runtime_error, the user's interrupt among them; errors of the port pass through. Nothing is
+/// retried here.
 
 /// Line ending that a send appends: none, "\r" or "\r\n".
 enum eoltype_t { EOL_NONE = 0, EOL_CR = 1, EOL_CR_LF = 2 };

@@ -6,11 +6,11 @@
 
 namespace sonic {
 
-// Moving the R. M. Young 81000 between its two modes, operate mode, in which it streams data lines,
-// and the interactive menu, and around that menu. The mode is not stored: each operation finds it
-// out from what the instrument sends. Failures are std::runtime_error. An instrument that does not
-// answer as expected can keep some of these going for ever, as they say; the user's interrupt ends
-// these.
+/// Moving the R. M. Young 81000 between its two modes, operate mode, in which it streams data
+/// lines, and the interactive menu, and around that menu. The mode is not stored: each operation
+/// finds it out from what the instrument sends. Failures are std::runtime_error. An instrument that
+/// does not answer as expected can keep some of these going for ever, as they say; the user's
+/// interrupt ends these.
 
 /// Leaves a menu upwards, and from the top one to operate mode.
 extern const char* const YOUNG_EXIT_KEY;

@@ -9,11 +9,11 @@
 
 namespace sonic {
 
-// Settings of the R. M. Young 81000, read and changed through its menu. Each operation expects the
-// instrument at its top menu and returns it there, unless it throws or, where the top menu does not
-// show, goes on for ever. Failures are std::runtime_error, and std::out_of_range ("map::at") for a
-// value that the instrument does not know, before any key is sent. A changed value is not read
-// back.
+/// Settings of the R. M. Young 81000, read and changed through its menu. Each operation expects the
+/// instrument at its top menu and returns it there, unless it throws or, where the top menu does
+/// not show, goes on for ever. Failures are std::runtime_error, and std::out_of_range ("map::at")
+/// for a value that the instrument does not know, before any key is sent. A changed value is not
+/// read back.
 
 /// Baud rate to the menu key that selects it.
 extern const std::map<unsigned int, std::string> young_81000_baud_rates;

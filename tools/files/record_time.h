@@ -10,6 +10,7 @@
 
 namespace sonic {
 
+/// Since 1970.
 inline uint64_t nanoseconds_of(const DataLine& record) {
   return record.seconds * NANOSECONDS_PER_SECOND + record.nanoseconds;
 }

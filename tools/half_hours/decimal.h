@@ -5,7 +5,7 @@
 
 namespace sonic::records {
 
-// Digits after the point of what also decides something by being printed as zero, or as a limit.
+/// Digits after the point of what also decides something by being printed as zero, or as a limit.
 inline constexpr int VELOCITY_DIGITS = 4;
 inline constexpr int FLUX_DIGITS = 5;
 inline constexpr int TEST_DIGITS = 1;

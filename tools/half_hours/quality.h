@@ -9,7 +9,7 @@
 
 namespace sonic::records {
 
-// Wherever something cannot be computed, it is not a number.
+/// Wherever something cannot be computed, it is not a number.
 
 /// The site of an instrument.
 struct Site {

@@ -26,6 +26,7 @@ struct Plane {
   double b2 = 0;
 };
 
+/// Whether the plane is for wind from this direction, in degrees.
 bool is_in_sector(const Plane& plane, double direction);
 
 /// Turned until the plane is horizontal, then about the new z until the mean of v vanishes (Wilczak

@@ -25,7 +25,7 @@ inline constexpr Values NO_VALUES = {INT32_MIN, INT32_MIN, INT32_MIN, INT32_MIN,
 
 /// A record's values from its text, which has u, v, w, sos and ts with a tab after each: taken to
 /// four digits after the point, halves away from zero. Nothing where one of them is not below
-/// MAX_VALUE_UNITS. The text must have the form that read_data_line() asks for.
+/// MAX_VALUE_UNITS. The text must have the form that parse_data_line() asks for.
 std::optional<Values> parse_values(std::string_view text);
 
 /// A record of one instrument.

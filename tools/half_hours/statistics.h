@@ -11,6 +11,7 @@
 
 namespace sonic::records {
 
+/// How the axes of a period are turned: by its own mean wind, not at all, or by fitted planes.
 enum class RotationMethod { DOUBLE, NONE, PLANAR };
 
 /// How the statistics of a period are made.
@@ -31,7 +32,7 @@ struct Statistics {
   double expected = NAN, percent = NAN;
   double faults = 0, gaps = 0, spikes = 0;
 
-  // In the instrument's axes.
+  /// In the instrument's axes.
   double u = NAN, v = NAN, w = NAN, sos = NAN, ts = NAN;
   double speed = NAN, speed_scalar = NAN, direction = NAN, sd_direction = NAN, gust = NAN;
   double cov_uu = NAN, cov_uv = NAN, cov_uw = NAN, cov_ut = NAN;
@@ -39,12 +40,12 @@ struct Statistics {
   double cov_ww = NAN, cov_wt = NAN;
   double cov_tt = NAN;
 
-  // After rotation.
+  /// After rotation.
   double sd_u = NAN, sd_v = NAN, sd_w = NAN, sd_ts = NAN;
   double uw = NAN, vw = NAN, wt = NAN, ustar = NAN, tke = NAN;
   double skew_w = NAN, kurt_w = NAN, skew_ts = NAN, kurt_ts = NAN;
 
-  // Quality, in percent, and flags; then what needs a height or a pressure.
+  /// Quality, in percent, and flags; then what needs a height or a pressure.
   double steady_uw = NAN, steady_wt = NAN, itc_u = NAN, itc_w = NAN;
   double flag_uw = NAN, flag_wt = NAN;
   double obukhov_length = NAN, stability = NAN;

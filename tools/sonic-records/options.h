@@ -11,9 +11,12 @@
 
 namespace sonic::records {
 
+/// Which table is made.
 enum class Task { RECORDS, SUMMARY, EVENTS, ENVELOPE, HALF_HOURS, SPLIT };
+/// Of the half hours: this program's, or those of the AmeriFlux network.
 enum class ColumnNames { OWN, AMERIFLUX };
 
+/// What the command line says.
 struct Options {
   Task task = Task::RECORDS;
   TimeRange range;
@@ -27,7 +30,7 @@ struct Options {
   std::string split_folder;
   bool keep_faults = false;  ///< in files of Task::SPLIT: the values of records with a fault
 
-  // Of the half hours; Task::SPLIT has the period, too.
+  /// Of the half hours; Task::SPLIT has the period, too.
   StatisticsOptions statistics;
   ColumnNames names = ColumnNames::OWN;
   int64_t utc_offset_seconds = 0;  ///< of the times with the names of others

@@ -15,6 +15,7 @@ class TableOutput : public Output {
   virtual bool finish() = 0;
 };
 
+/// Each makes the table of one task. Their failures, then and later, are std::runtime_error.
 std::unique_ptr<TableOutput> make_record_table(const Options& options);
 std::unique_ptr<TableOutput> make_summary_table(const Options& options);
 std::unique_ptr<TableOutput> make_event_table(const Options& options);

@@ -16,6 +16,7 @@ class PeriodOutput : public TableOutput {
   bool finish() final;
 
  protected:
+  /// Copies what it needs of `options`.
   explicit PeriodOutput(const Options& options);
 
   /// The records of a period, in any order. A period may be passed a second time, which counts.

@@ -6,6 +6,7 @@
 
 namespace sonic::records {
 
+/// Of the tables on standard output.
 enum class TableFormat { TSV, CSV, JSON };
 
 /// Writes to standard output through a buffer. Throws std::runtime_error when that fails. Only
@@ -24,12 +25,13 @@ class OutputBuffer {
   void flush() { write_out(_buffer.size()); }
 
  private:
-  // So many bytes of the buffer. With 0, the buffer grows.
+  /// So many bytes of the buffer. With 0, the buffer grows.
   void write_out(size_t size);
 
   std::string _buffer;
 };
 
+/// A column of a table.
 struct Column {
   std::string name;
   bool is_text;  ///< in JSON within quotation marks
@@ -48,7 +50,7 @@ class Table {
   void row(const std::vector<std::string>& cells);
   void flush() { _out.flush(); }
 
-  // For a row that is written in pieces.
+  /// For a row that is written in pieces.
   OutputBuffer& out() { return _out; }
   const std::string& row_begin() const { return _row_begin; }
 

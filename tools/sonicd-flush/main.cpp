@@ -50,7 +50,7 @@ int seconds(const std::string& text) {
   return value;
 }
 
-/// Writes files and folders to the disk. Complains once of each that fails, until it works again.
+// Writes files and folders to the disk. Complains once of each that fails, until it works again.
 class Disk {
  public:
   void write_out(const std::filesystem::path& path) {

@@ -41,7 +41,7 @@ WrittenFiles::WrittenFiles(const fs::path& home)
   watch_folders();
 }
 
-/// Returns those that were not watched yet.
+// Returns those that were not watched yet.
 std::vector<fs::path> WrittenFiles::watch_folders() {
   std::vector<fs::path> added;
   std::error_code error;
