@@ -5,7 +5,7 @@ CREATE DATABASE IF NOT EXISTS sonic;
 
 -- A value is kept as a whole number of hundredths (u100: m/s, ts100: degrees C) if that gives its text
 -- back. A record with any other value, such as "-0.00", has zeros there, and all its values in `texts`,
--- divided by tabs. u, v, w, sos and ts are the values of both, for queries that compute.
+-- separated by tabs. u, v, w, sos and ts are the values of both, for queries that compute.
 --
 -- The whole record is the key, and equal records become one. So a file may be loaded twice, in
 -- pieces or in any order; and where a clock was put back, two records with the same stamp and

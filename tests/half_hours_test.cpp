@@ -51,7 +51,7 @@ StatisticsOptions unrotated() {
   return options;
 }
 
-// All cells, divided by spaces; "-" for an empty one.
+// All cells, separated by spaces; "-" for an empty one.
 std::string all_cells(std::vector<Sample> samples) {
   const Statistics row = statistics_of(samples, START, {});
   std::string text;
