@@ -77,6 +77,8 @@ def record(k, rate):
 
 
 class Browser:
+    """Chromium, which tells what a page costs."""
+
     def __init__(self):
         options = webdriver.ChromeOptions()
         for option in OPTIONS:

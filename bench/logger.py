@@ -81,9 +81,11 @@ def thread_cpu(task):
 
 
 class Simulator(Program):
+    """Returns when it has made its port."""
+
     def __init__(self, link, *options):
         super().__init__(BUILD / "simulator/sonic-simulator", "--link", link, *options)
-        while not os.path.lexists(link):
+        while not Path(link).is_symlink():
             self.check()
             time.sleep(0.05)
 
@@ -103,6 +105,8 @@ class Daemon(Program):
 
 
 class Floor(Program):
+    """The least that a program can do for a record."""
+
     def __init__(self, port):
         super().__init__(BUILD / "bench/floor", port, HOME / "floor.data", "floor")
         self.files = DataFiles("floor.data")

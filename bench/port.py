@@ -38,7 +38,7 @@ class Copier(Program):
 
     def __init__(self, port, *command):
         super().__init__(*command)
-        while not os.path.lexists(port):
+        while not Path(port).is_symlink():
             self.check()
             time.sleep(0.05)
         self.log = RUN / Path(port).name

@@ -83,7 +83,7 @@ def compression(files):
             os.utime(shutil.copy(path, folder), (0, 0))  # long ago
         took = seconds(TOOLS / "sonicd-compress", folder)
         copies = list(Path(folder).glob("*.zst"))
-        plain = sum(os.path.getsize(path) for path in files[:-1])  # the newest stays
+        plain = sum(Path(path).stat().st_size for path in files[:-1])  # the newest stays
         return {"compress_seconds": took / len(copies),
                 "compress_ratio": plain / sum(path.stat().st_size for path in copies)}
 
@@ -118,6 +118,6 @@ def levels(path):
 if __name__ == "__main__":
     day, all_days = (sorted(str(path) for path in Path(folder).iterdir())
                      for folder in sys.argv[1:3])
-    result = {"bytes": sum(os.path.getsize(path) for path in day),
+    result = {"bytes": sum(Path(path).stat().st_size for path in day),
               **readers(day), **month(all_days), **plots(day), **compression(day), **levels(day[0])}
     Path(sys.argv[3]).write_text(json.dumps(result, indent=2) + "\n")

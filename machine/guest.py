@@ -28,6 +28,7 @@ class Monitor:
         self.lines = self.socket.makefile("rw")
 
     def send(self, name, **arguments):
+        """Sends a command without waiting for its answer."""
         self.lines.write(json.dumps({"execute": name, "arguments": arguments}) + "\n")
         self.lines.flush()
 
@@ -42,6 +43,7 @@ class Monitor:
         raise RuntimeError("the emulator has ended")
 
     def command(self, name, **arguments):
+        """Sends a command. Returns the emulator's answer to it."""
         self.send(name, **arguments)
         return self.answer()
 
@@ -124,6 +126,7 @@ class Guest:
         return True
 
     def console(self):
+        """The end of what the machine has printed on its console."""
         path = self.folder / "console"
         return path.read_text(errors="replace")[-4000:] if path.exists() else ""
 
@@ -184,5 +187,6 @@ class Guest:
         self.process.wait(30)
 
     def power_off(self, seconds=120):
+        """Shuts the system down, and waits until the machine is off."""
         self.start("systemctl poweroff")
         self.process.wait(seconds)

@@ -34,12 +34,15 @@ class Instrument:
         return next((when for when, line in reversed(self.lines) if text in line), None)
 
     def pause(self):
+        """Until resume() it sends nothing and takes no keys."""
         self.process.send_signal(signal.SIGSTOP)
 
     def resume(self):
+        """Ends a pause."""
         self.process.send_signal(signal.SIGCONT)
 
     def end(self):
+        """Ends it, also in a pause."""
         if self.process.poll() is None:
             self.resume()
             self.process.terminate()
@@ -62,6 +65,7 @@ class Lines:
         self.plugged = 0
 
     def instrument(self, options):
+        """Starts a simulated instrument with these options of sonic-simulator."""
         self.instruments.append(Instrument(options))
         return self.instruments[-1]
 
@@ -89,8 +93,10 @@ class Lines:
         return name
 
     def unplug(self, name):
+        """Removes the adapter of this name from the machine."""
         self.guest.monitor.command("device_del", id=name)
 
     def end(self):
+        """Ends all instruments."""
         for instrument in self.instruments:
             instrument.end()

@@ -11,6 +11,7 @@ from instrument import Lines
 
 
 def main():
+    """Ends with the status of the command."""
     parser = argparse.ArgumentParser(description="Runs a command in an emulated logger.")
     parser.add_argument("--keep", action="store_true", help="then leave a console to it")
     parser.add_argument("command", nargs="*", help="of the shell there")

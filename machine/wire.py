@@ -39,6 +39,7 @@ class Wire(threading.Thread):
         self.start()
 
     def run(self):
+        """Carries bytes both ways until either side hangs up."""
         given = 0  # bytes that the guest has not taken yet
         sent = taken = time.monotonic()
         try:

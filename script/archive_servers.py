@@ -186,7 +186,7 @@ def prepare():
     run("ip", "link", "set", "archive", "up")
     run("mount", "-t", "tmpfs", "tmpfs", "/run")
     for folder in ("/run/etc", "/run/etc-work", "/run/home"):
-        os.mkdir(folder)
+        Path(folder).mkdir()
     run("mount", "-t", "overlay", "-o", "lowerdir=/etc,upperdir=/run/etc,workdir=/run/etc-work",
         "overlay", "/etc")
     names = [f"{NETWORK}.{n} archive-{n}\n" for n in range(1, 10)]

@@ -1,0 +1,1 @@
+"""What the programs of the archive share."""

@@ -48,6 +48,7 @@ class Report:
     stations: set = field(default_factory=set)
 
     def leave(self, path, why):
+        """Notes why a file is left out, and says so on standard error."""
         self.left.append((shown(path), why))
         print(f"sonic-load: {shown(path)}: {why}", file=sys.stderr)
 

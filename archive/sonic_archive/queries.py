@@ -12,10 +12,12 @@ TIMES = ("Seconds", "Nanoseconds")
 
 
 def names():
+    """Of all questions, in alphabetical order."""
     return sorted(path.stem for path in FOLDER.glob("*.sql"))
 
 
 def text(name):
+    """The question of this name in SQL, with {NAME:TYPE} where it is open."""
     return (FOLDER / f"{name}.sql").read_text()
 
 

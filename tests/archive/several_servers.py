@@ -5,6 +5,7 @@ import shutil
 import subprocess
 import threading
 import time
+from pathlib import Path
 
 from archive_servers import Servers
 from support import START, ArchiveTest, half_hour, main
@@ -25,7 +26,7 @@ class Cluster(ArchiveTest):
         self.servers = Servers(self.folder / self.id() / "servers")
         self.hosts = []
         self.first_days = [half_hour(48 * day) for day in range(8)]
-        os.makedirs("/etc/sonic-archive", exist_ok=True)
+        Path("/etc/sonic-archive").mkdir(exist_ok=True)
         self.add_servers("archive-1", "archive-2")
         for host in self.hosts:
             self.make_tables(host, f"--shards={self.SHARDS}")
@@ -36,8 +37,8 @@ class Cluster(ArchiveTest):
         self.hosts += hosts
         self.run_program("sonic-servers", self.conf, *self.hosts, *self.SETTINGS)
         shutil.copytree(self.conf / "clients", "/etc/sonic-archive", dirs_exist_ok=True)
-        admin = os.path.expanduser("~/.clickhouse-client/config.xml")
-        os.makedirs(os.path.dirname(admin), exist_ok=True)
+        admin = Path("~/.clickhouse-client/config.xml").expanduser()
+        admin.parent.mkdir(parents=True, exist_ok=True)
         shutil.copy("/etc/sonic-archive/admin.xml", admin)
         for host in set(hosts) - self.servers.keys():
             server = self.servers.start(host, zone="Asia/Kolkata", etc=self.conf / host)

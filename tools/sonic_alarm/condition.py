@@ -9,6 +9,7 @@ Condition = namedtuple("Condition", "key subject problem well")
 
 
 def time_text(seconds):
+    """Seconds since 1970 as 2023-11-14 22:30 UTC."""
     return f"{datetime.fromtimestamp(seconds, timezone.utc):%Y-%m-%d %H:%M} UTC"
 
 
@@ -18,6 +19,7 @@ def parse_time(text):
 
 
 def span_text(seconds):
+    """Seconds in minutes, hours or days, whichever a reader wants."""
     minutes = round(seconds / 60)
     if minutes < 60:
         return f"{minutes} min"

@@ -30,6 +30,7 @@ def rows_of(station, folder):
 
 
 def count(row, name):
+    """A whole number of a row; 0 for an empty cell."""
     return int(row.get(name) or 0)
 
 

@@ -57,6 +57,7 @@ class Memory:
             self.unreported[:2] = ["(earlier lines are left out)"]
 
     def save(self):
+        """Writes it in one piece that outlives a power cut."""
         part = self.path.with_name(f".{self.path.name}.part")
         with open(part, "w", encoding="ascii") as file:
             json.dump({name: value for name, value in vars(self).items() if name != "path"}, file,

@@ -53,6 +53,7 @@ def enter(ports, records, now, last_run):
 
 
 def conditions(ports, now, minutes):
+    """One for each port: silent is one without a record for more than `minutes`."""
     for name, port in ports.items():
         silent = now - port["heard"]
         problem = None

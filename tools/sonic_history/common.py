@@ -13,8 +13,10 @@ class Unusable(Exception):
 
 
 def say(text):
+    """Prints a message under the program's name."""
     print(f"sonicd-history: {text}", file=sys.stderr, flush=True)
 
 
 def time_text(seconds):
+    """Seconds since 1970 as 2023-11-14T22:30:00Z."""
     return f"{datetime.fromtimestamp(seconds, timezone.utc):%Y-%m-%dT%H:%M:%SZ}"

@@ -41,6 +41,7 @@ class Group:
         self.key = []
 
     def add(self, path, status):
+        """Another file of the half hour, with its status as stat() gives it."""
         self.paths.append(str(path))
         self.key.append([path.name, status.st_size, status.st_mtime_ns])
 

@@ -59,4 +59,5 @@ class Table:
                                      if self.begin <= start < self.end}}
 
     def contents(self):
+        """What the cache keeps for the next run."""
         return {"made_by": self.made_by, "header": self.header, "entries": self.entries}

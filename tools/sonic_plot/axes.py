@@ -10,6 +10,7 @@ ZERO_FORMATS = ["", "%Y", "%b", "%b-%d", "%H:%M", "%H:%M:%S.%f"]
 
 
 def date(nanoseconds):
+    """Nanoseconds since 1970 as matplotlib's days."""
     return dates.date2num(numpy.asarray(nanoseconds, "int64").astype("M8[ns]"))
 
 

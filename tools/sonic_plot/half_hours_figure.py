@@ -36,6 +36,7 @@ def rose(speed, direction):
 
 
 def draw_rose(panel, table):
+    """How often the wind has each speed and direction, in percent."""
     panel.set_theta_zero_location("N")
     panel.set_theta_direction(-1)
     shares = rose(table["speed_scalar"], table["direction"])

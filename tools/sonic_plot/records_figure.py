@@ -42,10 +42,12 @@ class Lines:
 
 
 def pale(colour):
+    """The colour, mixed with white."""
     return 1 - 0.35 * (1 - numpy.array(colors.to_rgb(colour)))
 
 
 def draw_marks(panel, events, faults):
+    """Spans and marks of events, and of records with a fault."""
     across = panel.get_xaxis_transform()  # time along, heights from 0 to 1
     for kind, (label, colour) in SPANS.items():
         times, lengths = events.of(kind)

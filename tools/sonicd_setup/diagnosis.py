@@ -13,6 +13,7 @@ GOOD, NOTE, BAD = "ok", "note", "PROBLEM"
 
 
 def service(instance):
+    """Findings about the service: whether it runs, and from the start."""
     state = output("systemctl", "is-active", instance.unit)
     if state != "active":
         advice = (f"systemctl start {instance.unit}" if state == "inactive"
@@ -29,6 +30,7 @@ def service(instance):
 
 
 def folder(instance):
+    """Findings about the data folder and the files in it."""
     path = instance.folder()
     if not path.is_dir():
         yield (BAD, f"the data folder {path} is missing",
@@ -118,6 +120,7 @@ def heard(topic, *options, seconds):
 
 
 def broker(instance):
+    """Findings about the broker: whether records arrive there."""
     if not shutil.which("mosquitto_sub"):
         yield NOTE, "mosquitto-clients is missing: the broker was not asked", ""
     elif not instance.is_active("mosquitto"):

@@ -36,6 +36,7 @@ class Instance:
                 or output("systemctl", "is-active", self.unit) not in ("inactive", "unknown", ""))
 
     def property(self, name, unit=None):
+        """A property of its service, or of another unit, as text."""
         return output("systemctl", "show", f"--property={name}", "--value", unit or self.unit)
 
     def is_simulated(self):
@@ -112,6 +113,7 @@ class Instance:
             output("mosquitto_sub", "-h", "::1", "-t", "$SYS/broker/version", "-C", "1", "-W", "5")
 
     def start(self):
+        """Restarts the service, or starts it."""
         output("systemctl", "restart", self.unit)  # a start that fails is tried again
 
     def forget(self):

@@ -22,6 +22,7 @@ BROKER_LAG = 5  # seconds until a record in the file must have been published, t
 
 
 def plain_status(text):
+    """A status in words for people."""
     if text.startswith("Info trying "):
         return f"listening at {text.removeprefix('Info trying ')} baud"
     if text.startswith("Info connected at "):
@@ -30,6 +31,7 @@ def plain_status(text):
 
 
 def plain_record(text):
+    """A published record with its units; any other text as it is."""
     try:
         record = json.loads(text)
         return ", ".join(f"{name} {record[name]} {unit}" for name, unit in UNITS.items())
@@ -46,9 +48,11 @@ class Progress:
         self._causes = set()
 
     def seconds(self):
+        """Since the beginning."""
         return time.monotonic() - self._begin
 
     def say(self, text):
+        """Prints a line, unless it is the last one again."""
         if text != self._last:
             self._print(text)
         self._last = text
@@ -123,6 +127,7 @@ def wait_for_record(instance, limit):
 
 
 def explain(progress, line):
+    """Says what is wrong if the line of the journal tells it."""
     found = cause(line)
     if found:
         progress.say_cause(f"{found[0]} ({line.strip()})\n         {found[1]}")

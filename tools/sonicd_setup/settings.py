@@ -27,6 +27,7 @@ def ask(question, default=""):
 
 
 def chosen_port(port):
+    """The port, asked for if it is None. UsageError or Failure if it cannot be used."""
     taken = [instance.port for instance in configured()]
     free = [name for name in PORTS if name not in taken]
     port = port or ask(f"Port, one of {', '.join(PORTS)}", free[0] if free else PORTS[0])
@@ -39,6 +40,7 @@ def chosen_port(port):
 
 
 def adapters():
+    """Paths of the adapters that are plugged in."""
     return sorted(str(path) for path in Path("/dev/serial/by-id").glob("*"))
 
 
@@ -67,12 +69,14 @@ def chosen_device(instance, device):
 
 
 def refuse_login(device):
+    """Failure if somebody can log in on the device."""
     login = f"serial-getty@{Path(device).resolve().name}.service"
     if output("systemctl", "is-active", login) == "active":
         raise Failure(f"a login runs on {device}; end it first: systemctl disable --now {login}")
 
 
 def chosen_serial(instance, serial):
+    """The instrument's serial number, asked for unless given. UsageError for a wrong one."""
     known = instance.serial()
     known = "" if known in UNSET or not isinstance(known, str) else known
     serial = serial or ask("Serial number of the instrument", known) or known

@@ -30,6 +30,7 @@ def port():
 
 
 def drop_in(instance):
+    """The file by which an instance is a simulated one."""
     return instance.drop_in(SIMULATED_DROP_IN, RUNTIME_UNITS)
 
 
@@ -52,6 +53,7 @@ def install(wanted):
 
 
 def remove():
+    """Ends the simulated instrument, and removes its data and settings."""
     name = port()
     if name is None:
         raise Failure("no simulated instrument plays; for a real one: sonicd-setup --remove PORT")
