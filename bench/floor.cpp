@@ -19,7 +19,7 @@ namespace {
 
 constexpr size_t SUBMATCHES = 20;
 constexpr size_t BLOCK = 200;
-constexpr size_t SECONDS = 10;    // digits of a time stamp
+constexpr size_t SECONDS = 10;    // digits of a stamp
 constexpr size_t DATA_LINE = 66;  // bytes, typically
 const std::string JSON =
     R"({ "SECONDS" : 1700002800, "NANOSECONDS" : 31250000, "u" : 2.87, "v" : -0.93, "w" : 0.08, )"

@@ -38,7 +38,7 @@ KIB, MIB = 1 << 10, 1 << 20
 
 
 class Instruments(threading.Thread):
-    """Publishes records on all topics, `speed` times as fast as their time stamps say."""
+    """Publishes records on all topics, `speed` times as fast as their stamps say."""
 
     def __init__(self, topics, rate):
         super().__init__(daemon=True)

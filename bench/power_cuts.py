@@ -93,7 +93,7 @@ class Sampling:
 
 
 def stamps_of(path):
-    """The time stamps of the good records of a file, in order, as sonic-records reads them."""
+    """The stamps of the good records of a file, in order, as sonic-records reads them."""
     table = subprocess.run([RECORDS, "--epoch", path], capture_output=True, text=True)
     if table.returncode and "no record" not in table.stderr:
         raise AssertionError(f"{path.name} cannot be read: {table.stderr}")

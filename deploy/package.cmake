@@ -57,7 +57,7 @@ if(SONIC_LIVE_PAGE)
   install_configured(mosquitto/sonicd-live.conf.in /etc/mosquitto/conf.d sonicd-live.conf)
   install(FILES ${deploy}/mosquitto/sonicd-live.acl DESTINATION /etc/mosquitto)
   install(DIRECTORY ${LIVE_PAGE}/ DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd/live)
-  set(page_description " a live\npage that the broker serves on the device itself, port 8080,")
+  set(page_description " a live\npage that the broker serves on the logger itself, port 8080,")
 else()
   # A listener of an earlier package stays, and without the folder the broker would not start.
   install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/sonicd/live)
@@ -119,8 +119,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 "sonicd finds, sets up and samples an R. M. Young 81000 on a serial port of a
-data logger. Records go to half-hour files and to the MQTT broker on the
-device.
+logger. Records go to data files and to the MQTT broker on it.
 .
 The package brings a unit for each port, the broker's configuration,${page_description}
 sonic-port, which makes any serial port one that sonicd can use, and

@@ -8,7 +8,7 @@ namespace {
 
 constexpr const char* ABOUT =
     R"(Opens the serial port DEVICE of an ultrasonic anemometer, and offers a port on which
-each record of the instrument has the time stamp that sonicd needs. Runs until it is
+each record of the instrument has the stamp that sonicd needs. Runs until it is
 interrupted or DEVICE is gone.
 )";
 

@@ -66,7 +66,7 @@ int run(int argc, char* argv[]) {
   const CommandLine command_line = {
       PROGRAM,
       "FOLDER START SECONDS SEED",
-      "Writes the half-hour files of SECONDS from START on, in seconds since 1970.\n",
+      "Writes the data files of SECONDS from START on, in seconds since 1970.\n",
       {},
       ""};
   const auto arguments = command_line.parse(argc, argv);

@@ -151,7 +151,7 @@ std::vector<Option> options_into(Options& o) {
       {"no-setup", "", "a run also begins when the port is opened", store(o.no_setup)},
       {"settle", "S", "seconds from the line that ends the set-up to the run (default 0.5)",
        [&o](const Text& t) { o.settle_ns = nanoseconds(t); }},
-      {"start", "S.NNNNNNNNN", "time stamp of a run's first sample in seconds (default: the clock)",
+      {"start", "S.NNNNNNNNN", "stamp of a run's first sample in seconds (default: the clock)",
        [&o](const Text& t) { o.start_ns = nanoseconds(t); }},
       {"speed", "N", "N times as fast as real time; 0 or max: as fast as the reader takes it",
        [&o](const Text& t) { o.speed = speed(t); }},
@@ -162,7 +162,7 @@ std::vector<Option> options_into(Options& o) {
       {"records", "K", "send nothing after record K",
        [&o](const Text& t) { o.faults.silent_after = period(t); }},
 
-      {"bad-stamp", "N", "every N-th record has a wrong time-stamp checksum",
+      {"bad-stamp", "N", "every N-th record has a wrong stamp checksum",
        [&o](const Text& t) { o.faults.bad_stamp_period = period(t); }},
       {"bad-check", "N", "every N-th record has a wrong record checksum",
        [&o](const Text& t) { o.faults.bad_checksum_period = period(t); }},

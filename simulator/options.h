@@ -21,7 +21,7 @@ struct Options {
   bool no_setup = false;  ///< a run also begins when the port is opened
   uint64_t settle_ns = NANOSECONDS_PER_SECOND / 2;
   uint32_t seed = 1;
-  std::optional<uint64_t> start_ns;  ///< time stamp of a run's first sample; none: by the clock
+  std::optional<uint64_t> start_ns;  ///< stamp of a run's first sample; none: by the clock
   double speed = 1;                  ///< of a run; 0: as fast as the reader takes it
   std::string replay;                ///< file played in a run instead of generated records
   uint64_t error_period = 0;         ///< every n-th sample has an error; 0: never

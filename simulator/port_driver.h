@@ -45,7 +45,7 @@ class PortDriver {
   PortDriver(const Faults& faults, uint32_t seed, bool raw)
       : _faults(faults), _random(seed), _raw(raw) {}
 
-  /// One record without faults: time stamp, its checksum, the instrument's line, "\r".
+  /// One record without faults: stamp, its checksum, the instrument's line, "\r".
   std::string framed(uint64_t stamp_ns, const std::string& line) const;
 
   /// The next record of the run, spoilt if it is its turn, and what follows it.

@@ -15,7 +15,7 @@ namespace sonic {
 /// What the next call of a name returns, where that is to fail.
 extern std::map<std::string, int> call_results;
 
-/// The folder in which the files of the device's home directory really are opened.
+/// The folder in which the files of the logger's home directory really are opened.
 extern std::string home_folder;
 
 /// A test that has such a folder of its own.

@@ -4,7 +4,7 @@ import {WINDOW_SECONDS} from './record_window.js';
 
 const INTERVALS = 31;  // how many the usual interval is taken from
 const MIN_INTERVALS = 8;
-const GAP = 1.75;  // of the usual interval: time stamps are not quite even
+const GAP = 1.75;  // of the usual interval: stamps are not quite even
 const SETTLED = 5;  // after this many intervals a record that was only stamped late is made up for
 const CATCHING_UP = 0.75;  // of the usual interval: records that were held up are still arriving
 const MAX_CATCHING_UP_INTERVALS = 64;  // intervals; after more the instrument has another rate

@@ -35,7 +35,7 @@ export function direction(u, v, angle = 0) {
 class Gust {
   constructor(rate) {
     this.count = rate < MIN_GUST_RATE_HZ ? 0 : Math.round(GUST_SECONDS * rate);
-    this.longest = GUST_SECONDS + 0.5 / rate;  // time stamps are not quite even
+    this.longest = GUST_SECONDS + 0.5 / rate;  // stamps are not quite even
     this.times = [];
     this.speeds = [];
     this.sum = 0;

@@ -23,7 +23,7 @@ void config_extend(config_map_t& settings) {
   if (port.empty()) throw std::runtime_error("Port not specified");
   settings["sys_port"] = "/sys/class/tty/" + port + "/sonic_type";
   settings["dev_port"] = "/dev/" + port;
-  // Topics begin with the path of the home directory: subscribers on the device rely on it.
+  // Topics begin with the path of the home directory: subscribers on the logger rely on it.
   const std::string topic = COMMON_OUTPUT_DATA_PATH + "/port/" + port2topic.at(port);
   settings["topic"] = topic;
   settings["topic_fast"] = topic + "/fast";

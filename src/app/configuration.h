@@ -8,17 +8,18 @@ namespace sonic {
 /// The settings of one run, text to text; a flag is true exactly when its value is "1".
 using config_map_t = std::map<std::string, std::string>;
 
-/// The device's home directory: root of the data files, the information file and the topics.
+/// The logger's home directory: root of the data files, the information file and the topics.
 extern const std::string COMMON_OUTPUT_DATA_PATH;
 
-/// The ports served, with the number by which topics call them.
+/// The ports that are supported, with the number by which topics call them.
 extern const config_map_t port2topic;
 
 /// The built-in defaults of the instrument.
 extern const config_map_t extra_configs;
 
 /// Derives device paths, topics and the information file from the setting "port". Throws
-/// std::runtime_error without a port and std::out_of_range ("map::at") for one that is not served.
+/// std::runtime_error without a port and std::out_of_range ("map::at") for one that is not
+/// supported.
 void config_extend(config_map_t& settings);
 
 /// Writes every pair of `extras` into the settings, over a value that was there.

@@ -94,7 +94,7 @@ void MQTTPublisher::_init_mosquitto(const std::string& will) {
     throw std::runtime_error(std::string("_init_mosquitto: 'mosquitto_loop_start' fail") +
                              (code == MOSQ_ERR_INVAL ? "; bad setup" : "; no thread support"));
   }
-  // Data go to the files all the same: a run without a broker is no failure.
+  // Data go to the files all the same: a run without a broker is not a failure.
   code = mosquitto_connect_async(_client, BROKER, BROKER_PORT, KEEPALIVE_SECONDS);
   if (code != MOSQ_ERR_SUCCESS) _destroy();
   _started = true;

@@ -8,7 +8,7 @@ struct mosquitto;
 
 namespace sonic {
 
-/// Publishes records as JSON objects and status texts to the broker on this device, always with QoS
+/// Publishes records as JSON objects and status texts to the broker on this logger, always with QoS
 /// 1 and the retain flag. libmosquitto's own thread connects, delivers and reconnects. Without a
 /// connection the library keeps a message for later even where it reports "not connected". Used
 /// from the main thread only.
@@ -26,7 +26,7 @@ class MQTTPublisher {
   };
 
   /// Creates the client with `will` as its last will on the status topic and requests the
-  /// connection without waiting for it. A broker that is down is no error; where not even the
+  /// connection without waiting for it. A broker that is down is not an error; where not even the
   /// request can be made there is no client, and publishes fail. Throws std::runtime_error when the
   /// client or its thread cannot be made.
   MQTTPublisher(const std::string& client_id, const std::string& topic,
@@ -44,7 +44,7 @@ class MQTTPublisher {
   void set_header(const std::string& header);
 
   /// Publishes one tab-separated data line: on the topic unless that already carries a record with
-  /// this time stamp, and, unless that failed, on the fast topic if it is on. In console-only mode
+  /// this stamp, and, unless that failed, on the fast topic if it is on. In console-only mode
   /// it is printed instead. A failure is printed.
   void publish(unsigned long long time_stamp, const std::string& line);
 

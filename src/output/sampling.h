@@ -17,7 +17,7 @@ namespace sonic {
 ///
 /// Throws std::runtime_error when the user interrupts ("sampling"), after a minute without data,
 /// and when the switch of the user, the priority, the wait for input, the port or the data file
-/// fails; std::out_of_range for a missing key ("map::at"), for a time stamp of which a number fits
+/// fails; std::out_of_range for a missing key ("map::at"), for a stamp of which a number fits
 /// no 64 bits ("stoull") and for "iterations" beyond an unsigned long ("stoul"); and
 /// std::invalid_argument ("stoul") for "iterations" without digits.
 void sampling(MQTTPublisher& publisher, Notifier& notifier, Serial& port,

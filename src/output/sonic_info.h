@@ -10,14 +10,14 @@ namespace sonic {
 /// The map as the text of a JSON object, styled over several lines, each value a string.
 std::string SonicInfo_as_string(const config_map_t& info);
 
-/// Takes the members `names` of the first entry of "uarts" in the device's JSON configuration file
+/// Takes the members `names` of the first entry of "uarts" in the logger's JSON configuration file
 /// into `info`; those that the entry lacks, or all where there is no entry, keep their value.
 /// Throws the JSON library's exception for a file that is missing or has values of other kinds
 /// there, and std::out_of_range ("map::at") for a name not in `info`.
 void sonic_info_update(config_map_t& info, const std::vector<std::string>& names,
                        const std::string& path);
 
-/// The file that describes the instrument to other programs on the device: there only while this
+/// The file that describes the instrument to other programs on the logger: there only while this
 /// object lives.
 class SonicInfoFile {
  public:

@@ -9,12 +9,12 @@ namespace sonic {
 
 /// One record as the port driver delivers it, without its delimiter:
 ///   seconds "." nanoseconds "," checksum "," u v w sos ts diag " " checksum
-/// The first checksum covers the time stamp with its comma, the second the data from the first
+/// The first checksum covers the stamp with its comma, the second the data from the first
 /// character after the second comma to the last digit of diag.
 struct parsed_data {
   bool valid =
       false;       ///< the line matched and both checksums are right; if not, nothing else counts
-  std::string ts;  ///< time stamp with its comma: "123.456,"
+  std::string ts;  ///< stamp with its comma: "123.456,"
   uint32_t ts_checksum = 0;  ///< as received
   uint64_t sec = 0;          ///< record time, whole seconds of the Unix epoch
   uint64_t nsec = 0;         ///< nanoseconds within that second, as written: "5" gives 5
@@ -35,7 +35,7 @@ extern const data_record_parser_t young_81000_record_parser;
 
 /// Matches a line, verifies both checksums and returns the record. A line that fails gives a
 /// record that is not valid, after a message on standard output (an empty line: none). Throws
-/// std::out_of_range ("stoull") for a time stamp that fits no 64-bit number.
+/// std::out_of_range ("stoull") for a stamp that fits no 64-bit number.
 parsed_data young_81000_extract(const std::string& line, const data_record_parser_t& parser,
                                 bool verbose);
 

@@ -4,8 +4,8 @@
 
 namespace sonic {
 
-/// The sonic's serial line: one terminal descriptor, raw and non-blocking, 8N1. No buffering, no
-/// framing, no waiting. Errors are std::runtime_error whose text begins with the port's path.
+/// The instrument's serial line: one terminal descriptor, raw and non-blocking, 8N1. No buffering,
+/// no framing, no waiting. Errors are std::runtime_error whose text begins with the port's path.
 class Serial {
  public:
   /// Opens at once if `open_now`, and leaves nothing open when that throws; otherwise `open` does,

@@ -6,7 +6,7 @@
 
 namespace sonic {
 
-/// Declares that no sonic is attached.
+/// Declares that no instrument is attached.
 extern const char* const SONIC_TYPE_UNDEFINED;
 
 /// Writes `value`, with no line ending, into the attribute file `path` with raised privileges. A
@@ -16,7 +16,7 @@ void sonic_type_set(const std::string& value, const std::string& path, Priviledg
 /// The first word of the file, or an empty text when it cannot be opened. STAYS.
 std::string sonic_type_get(const std::string& path);
 
-/// Declares to the device which kind of sonic is attached to a tty, for as long as the program
+/// Declares to the logger which kind of instrument is attached to a tty, for as long as the program
 /// runs: the attribute is "UNDEFINED" from construction to `set`, and again after destruction.
 class SonicType {
  public:

@@ -71,7 +71,7 @@ expect 0 sonicd-setup --check
 says '^ttyS1' && says '^ttyS4'
 expect 1 sonicd-setup --simulated ttyS4
 
-# A failure that comes back every five seconds is said once.
+# A failure that repeats every five seconds is said once.
 chmod g-rw "$(readlink /dev/serial/by-id/two)"
 expect 1 sonicd-setup ttyS4 --wait 13
 [[ $(says '^ .* s .*two cannot be opened' | wc -l) == 1 ]]

@@ -39,7 +39,7 @@ GPIO = {1: 13, 2: 66, 4: 9}  # by port
 COLUMNS = "DATA_SONICH SECONDS NANOSECONDS u v w sos ts diag chk".split()
 SET_UP = ["Connecting (no data)", "Info trying 38400", "Connecting (got data)",
           "Info connected at 38400 baud", "Configuring", "Connected"]  # texts on the status topic
-START = 1700002000  # time stamp of a run's first record, in seconds
+START = 1700002000  # stamp of a run's first record, in seconds
 FIRST_FILE = HOME / "1700001000.young_81000_v.01234"  # named after the half hour of START
 os.environ["PATH"] = f"{BUILD}/src:{BUILD}/port:" + os.environ["PATH"]
 SKIPPED = 77  # exit status, as script/device has it
@@ -161,7 +161,7 @@ def another_port(number, kind=Port):
 
 
 def records(count, after=0, rate=32):
-    """The time stamps of this many records, the first of them `after` seconds after START."""
+    """The stamps of this many records, the first of them `after` seconds after START."""
     first = START * 10**9 + round(after * 10**9)
     return [divmod(first + k * 10**9 // rate, 10**9) for k in range(count)]
 

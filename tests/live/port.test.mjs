@@ -160,7 +160,7 @@ test('records a second, by their arrival', () => {
   }
 });
 
-test('messages that are no records are counted for ten minutes', () => {
+test('messages that are not records are counted for ten minutes', () => {
   const good = message(START);
   const cases = ['null', '7', '[]', '{', good.replace('1700002000', '8639999999999'),
     good.replace('1700002000', '"1"'), good.replace('1700002000', '-1'), good.replace('"v":1', '"v":')];

@@ -22,7 +22,7 @@ struct DataLine {
 /// Nanoseconds since 1970 fit 63 bits before this second, 2262-04-11 23:47:16 UTC.
 inline constexpr uint64_t END_OF_TIME_SECONDS = 9223372036;
 
-/// What can be told of a line that has DATA_TAG.
+/// What a line that has DATA_TAG is.
 enum class DataLineState {
   GOOD,
   FAILED,    ///< the checksum does not fit

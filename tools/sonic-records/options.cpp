@@ -15,7 +15,7 @@ namespace sonic::records {
 namespace {
 
 constexpr const char* ABOUT =
-    R"(Prints the good records of sonicd's half-hour files as a table, or statistics
+    R"(Prints the good records of sonicd's data files as a table, or statistics
 computed from them. Files may be plain or compressed (gzip, zstd, xz), in any
 order; without FILE, or with - alone, standard input is read.
 )";
@@ -83,7 +83,8 @@ uint64_t to_period(const std::string& text) {
   const auto minutes = number_of<uint64_t>(std::string_view(text).substr(0, digits));
   if (text.substr(digits) != "min" || !minutes || *minutes == 0 ||
       HOUR % (*minutes * MINUTE) != 0) {
-    throw std::invalid_argument("'" + text + "' is no period: 1min to 60min, a divisor of an hour");
+    throw std::invalid_argument("'" + text +
+                                "' is not a period: 1min to 60min, a divisor of an hour");
   }
   return *minutes * MINUTE;
 }
@@ -106,7 +107,8 @@ void set_rotation(StatisticsOptions& options, const std::string& text) {
     options.rotation = RotationMethod::PLANAR;
     options.planes = read_planes(text.substr(PLANAR.size()));
   } else {
-    throw std::invalid_argument("'" + text + "' is no rotation; double, none and planar:FILE are");
+    throw std::invalid_argument("'" + text +
+                                "' is not a rotation; double, none and planar:FILE are");
   }
 }
 
@@ -125,7 +127,7 @@ int64_t to_utc_offset(const std::string& text) {
   const auto minutes = has_minutes ? number_of<int64_t>(all.substr(colon + 1)) : 0;
   if (!has_sign || !hours || !minutes || *hours < 0 || *hours > MAX_UTC_OFFSET_HOURS ||
       *minutes < 0 || *minutes > 59) {
-    throw std::invalid_argument("'" + text + "' is no offset, such as +01:00 or -8");
+    throw std::invalid_argument("'" + text + "' is not an offset, such as +01:00 or -8");
   }
   const int64_t seconds = (*hours * 60 + *minutes) * 60;
   return text.front() == '-' ? -seconds : seconds;

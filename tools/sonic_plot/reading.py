@@ -1,4 +1,4 @@
-"""What sonic-records prints of half-hour files, as arrays."""
+"""What sonic-records prints of data files, as arrays."""
 
 import itertools
 import json

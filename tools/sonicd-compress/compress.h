@@ -8,7 +8,7 @@ namespace sonic::compress {
 
 inline constexpr const char* IN_USE = "in use";
 
-/// The plain half-hour files in a folder that are finished by their names: not the newest of their
+/// The plain data files in a folder that are finished by their names: not the newest of their
 /// instrument, and not written to for an hour. In the order of their names.
 std::vector<std::filesystem::path> finished_files(const std::filesystem::path& folder);
 

@@ -19,7 +19,7 @@ namespace {
 constexpr const char* PROGRAM = "sonicd-compress";
 
 constexpr const char* ABOUT =
-    R"(Compresses the finished half-hour files in the folders with zstd: each becomes
+    R"(Compresses the finished data files in the folders with zstd: each becomes
 FILE.zst, which is verified and on the disk before the plain file is removed.
 The newest file of each instrument, one that was written to in the last hour
 and one that is open for writing are left alone.

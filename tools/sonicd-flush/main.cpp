@@ -64,7 +64,7 @@ class Disk {
 
  private:
   // 0 or errno. A file that is gone has been compressed or fetched meanwhile, by a program that saw
-  // to it. What is no file, such as a link, is nothing of the daemon's.
+  // to it. What is not a file, such as a link, is nothing of the daemon's.
   static int flushed(const std::filesystem::path& path) {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
     if (file.is_open() && fdatasync(file.get()) == 0) return 0;
