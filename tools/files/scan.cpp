@@ -108,7 +108,7 @@ void Scan::step_to(uint64_t time) {
           static_cast<double>(step) / NANOSECONDS_PER_SECOND * static_cast<double>(rate);
     }
     if (step > GAP_INTERVALS * NANOSECONDS_PER_SECOND / rate) {
-      if (is_first) {  // the time between two files is no file's own
+      if (is_first) {  // the time between two files belongs to neither
         _output.between(Event::GAP, _before, step);
       } else {
         take_other(Event::GAP, _file.gaps, step);
