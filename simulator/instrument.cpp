@@ -7,6 +7,14 @@
 
 namespace sonic::simulator {
 
+const Instrument::SetupEntry Instrument::SETUP_ENTRIES[] = {
+    {'B', Page::BAUD, "BAUD RATE"},
+    {'O', Page::RATE, "OUTPUT RATE"},
+    {'A', Page::AVERAGING_PROMPT, "AVERAGING"},
+    {'E', Page::ERRORS, "ERROR HANDLING"},
+    {'S', Page::FORMAT, "SERIAL OUTPUT FORMAT"},
+};
+
 namespace {
 
 struct Choice {
@@ -93,14 +101,6 @@ std::string fields_heading(const Settings& settings) {
 }
 
 }  // namespace
-
-const Instrument::SetupEntry Instrument::SETUP_ENTRIES[] = {
-    {'B', Page::BAUD, "BAUD RATE"},
-    {'O', Page::RATE, "OUTPUT RATE"},
-    {'A', Page::AVERAGING_PROMPT, "AVERAGING"},
-    {'E', Page::ERRORS, "ERROR HANDLING"},
-    {'S', Page::FORMAT, "SERIAL OUTPUT FORMAT"},
-};
 
 bool is_baud_rate(unsigned int baud) { return contains(BAUD_RATES, baud); }
 

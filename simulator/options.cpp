@@ -21,6 +21,29 @@ constexpr double MIN_SPEED = 0.001, MAX_SPEED = 1e6;  // times real time
 constexpr size_t NANOSECOND_DIGITS = 9;
 constexpr size_t MAX_FIELDS = 20;
 
+const std::map<std::string, State> STATES = {{"operate", State::OPERATE},
+                                             {"top", State::TOP},
+                                             {"sub", State::SUB},
+                                             {"silent", State::SILENT}};
+const std::map<std::string, ErrorHandling> ERROR_HANDLINGS = {{"include", ErrorHandling::INCLUDE},
+                                                              {"omit", ErrorHandling::OMIT}};
+const std::map<std::string, OutputFormat> FORMATS = {{"custom", OutputFormat::CUSTOM},
+                                                     {"nmea", OutputFormat::NMEA}};
+
+constexpr const char* ABOUT =
+    R"(Plays an ultrasonic anemometer and its port driver on a pseudo-terminal until it is
+interrupted.
+
+Until the instrument has been set up, it sends records in real time, without faults. A run
+begins when its menu is left: one line, the settling time, then record 1. --start, --speed,
+--replay, --records and the options for faults apply to the run. It ends when the menu is
+entered or the port is closed. A fault with N is repeated. A fault with K happens once; if it
+has an amount, the option may be given several times.
+)";
+
+constexpr const char* NOTES =
+    "Exit status: 0 when interrupted or hung up, 1 on failure, 2 for a wrong command line.\n";
+
 [[noreturn]] void reject(const std::string& text, const std::string& wanted) {
   throw std::invalid_argument("'" + text + "' is not " + wanted);
 }
@@ -94,15 +117,6 @@ Value named(const std::string& text, const std::map<std::string, Value>& values)
   for (const auto& value : values) wanted += " " + value.first;
   reject(text, wanted);
 }
-
-const std::map<std::string, State> STATES = {{"operate", State::OPERATE},
-                                             {"top", State::TOP},
-                                             {"sub", State::SUB},
-                                             {"silent", State::SILENT}};
-const std::map<std::string, ErrorHandling> ERROR_HANDLINGS = {{"include", ErrorHandling::INCLUDE},
-                                                              {"omit", ErrorHandling::OMIT}};
-const std::map<std::string, OutputFormat> FORMATS = {{"custom", OutputFormat::CUSTOM},
-                                                     {"nmea", OutputFormat::NMEA}};
 
 unsigned int offered(const std::string& text, bool (*is_offered)(unsigned int)) {
   const auto value = static_cast<unsigned int>(number(text, 0, MAX_COUNT));
@@ -185,20 +199,6 @@ std::vector<Option> options_into(Options& o) {
       {"trace", "", "print a line for every change of mode or setting", store(o.trace)},
   };
 }
-
-constexpr const char* ABOUT =
-    R"(Plays an ultrasonic anemometer and its port driver on a pseudo-terminal until it is
-interrupted.
-
-Until the instrument has been set up, it sends records in real time, without faults. A run
-begins when its menu is left: one line, the settling time, then record 1. --start, --speed,
---replay, --records and the options for faults apply to the run. It ends when the menu is
-entered or the port is closed. A fault with N is repeated. A fault with K happens once; if it
-has an amount, the option may be given several times.
-)";
-
-constexpr const char* NOTES =
-    "Exit status: 0 when interrupted or hung up, 1 on failure, 2 for a wrong command line.\n";
 
 }  // namespace
 

@@ -13,6 +13,8 @@ namespace sonic {
 
 namespace {
 
+constexpr uid_t SOMEBODY = 4321;
+
 // Shows the settings: those given, what follows from the port, the instrument's defaults.
 void sonicd(Serial&, const std::string& command, bool) {
   std::istringstream words("sonicd " + command);
@@ -37,7 +39,6 @@ const bool CASES = add_cases("CommandLine", "command_line", {{"sonicd", sonicd}}
 
 TEST(PriorityTest, AFailureLowersPrivilegesFirst) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to become somebody who may not raise it";
-  constexpr uid_t SOMEBODY = 4321;
   ASSERT_EQ(0, seteuid(SOMEBODY));
   Printed printed;
   Priviledges same{SOMEBODY, SOMEBODY, SOMEBODY};  // started as the device user

@@ -24,6 +24,8 @@ struct Case {
   std::string expected{};  // as it is in the file
 };
 
+constexpr size_t ROW_BYTES = 16;  // of a dump
+
 const std::pair<std::string, std::string> ESCAPES[] = {
     {R"(\t)", "\t"},     {R"(\r)", "\r"},
     {R"(\n)", "\n"},     {R"(\v)", "\v"},
@@ -68,7 +70,6 @@ std::string expected_line(const std::string& line) {
 
 // The rows of dumps are left out: "17 bytes" says that there was one.
 void fold_dumps(std::string& seen) {
-  constexpr size_t ROW_BYTES = 16;
   const std::string end = " bytes\n";
   for (size_t at = 0; (at = seen.find(end, at)) != std::string::npos;) {
     const size_t digits = seen.find_last_not_of("0123456789", at - 1) + 1;

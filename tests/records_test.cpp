@@ -12,6 +12,8 @@ namespace sonic {
 
 namespace {
 
+const regex NUMBER("[0-9]+");
+
 void split_at_commas(Serial&, const std::string& text, bool) {
   std::string pieces;
   for (const std::string& piece : split(text, ',')) pieces += "[" + piece + "]";
@@ -30,8 +32,6 @@ void match(Serial&, const std::string& texts, bool) {
   for (size_t i = 1; i < parts.size(); ++i) pattern.is_match(parts[i], all);
   for (const auto& [start, end] : all) std::cout << start << '-' << end << std::endl;
 }
-
-const regex NUMBER("[0-9]+");
 
 const Calls TEXT_CALLS = {
     {"split", split_at_commas},

@@ -29,6 +29,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 const std::string RECORD = "  1.23  -0.45   0.07  343.21   21.50 0 3f\r";
+constexpr size_t STAMP_BYTES = sizeof("1700001000.000000000,3f,") - 1;
 constexpr seconds LONG_ENOUGH(20);  // for what takes milliseconds on a machine that is not busy
 constexpr milliseconds QUIET(300);  // in which nothing may arrive
 
@@ -129,8 +130,6 @@ class RelayTest : public testing::Test {
   int _stop[2] = {-1, -1};
   std::future<std::string> _outcome;
 };
-
-constexpr size_t STAMP_BYTES = sizeof("1700001000.000000000,3f,") - 1;
 
 }  // namespace
 

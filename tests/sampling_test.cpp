@@ -15,6 +15,8 @@ namespace sonic {
 
 namespace {
 
+constexpr size_t PIECES[] = {1, 7, 64, 150, 199, 3};  // bytes that arrive at once
+
 // The identity of the instrument is a letter each.
 void sample(Serial& port, const std::string& iterations, bool verbose) {
   const config_map_t settings = {{"console_only", "0"},
@@ -47,8 +49,6 @@ std::set<std::filesystem::path> files_in(const std::string& folder) {
 }
 
 const bool CASES = add_cases<HomeTest>("Sampling", "sampling", {{"sample", sample}});
-
-constexpr size_t PIECES[] = {1, 7, 64, 150, 199, 3};  // bytes that arrive at once
 
 }  // namespace
 

@@ -10,14 +10,6 @@
 
 namespace sonic {
 
-bool can_be_read_twice(const std::string& path) {
-  if (path == STANDARD_INPUT) return false;
-  std::error_code error;
-  const auto type = std::filesystem::status(path, error).type();
-  return error || type == std::filesystem::file_type::regular ||
-         type == std::filesystem::file_type::directory;  // that a pattern met
-}
-
 namespace {
 
 constexpr uint64_t NO_TIME = UINT64_MAX;
@@ -127,6 +119,14 @@ void add_half_hour(std::vector<File> files, std::vector<std::string>& paths) {
 }
 
 }  // namespace
+
+bool can_be_read_twice(const std::string& path) {
+  if (path == STANDARD_INPUT) return false;
+  std::error_code error;
+  const auto type = std::filesystem::status(path, error).type();
+  return error || type == std::filesystem::file_type::regular ||
+         type == std::filesystem::file_type::directory;  // that a pattern met
+}
 
 std::vector<std::string> in_order_of_time(std::vector<std::string> paths, const TimeRange& range) {
   if (!std::all_of(paths.begin(), paths.end(), can_be_read_twice)) return paths;
