@@ -1,3 +1,5 @@
+// The style of the live page and its tests.
+
 import js from '@eslint/js';
 import globals from 'globals';
 
