@@ -7,7 +7,7 @@
 #include "output/sonic_ops.h"
 #include "tests/support.h"
 
-using namespace sonic;
+namespace sonic {
 
 inline std::string xor_of(const std::string& text) {
   const int sum = std::accumulate(text.begin(), text.end(), 0, std::bit_xor<>()) & 0xFF;
@@ -30,3 +30,5 @@ inline std::string data_line(const parsed_data& record) {
   const auto sum = std::to_string(std::accumulate(text.begin(), text.end(), 0) & 0xFF);
   return text + std::string(3 - sum.size(), ' ') + sum;
 }
+
+}  // namespace sonic

@@ -6,6 +6,8 @@
 #include "fuzz/properties.h"
 #include "serial/serial.h"
 
+namespace sonic {
+
 /// What the port brings, without waiting: pieces that end with a byte 255, an empty one being a
 /// time-out. The user interrupts at the end.
 inline std::istringstream script;
@@ -32,3 +34,5 @@ extern "C" int __wrap_select(int, fd_set*, fd_set*, fd_set*, timeval*) {
   if (arrived.empty()) terminator = !std::getline(script, arrived, '\xff');
   return !arrived.empty();
 }
+
+}  // namespace sonic

@@ -7,6 +7,8 @@
 #include "port/stamper.h"
 #include "terminal/framing.h"
 
+namespace sonic {
+
 static const std::string STAMP = time_stamp(1);
 static const std::string RECORD = "1.1 1.1 1.1 1.1 1.1 1 00";
 
@@ -58,3 +60,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   return 0;
 }
+
+}  // namespace sonic

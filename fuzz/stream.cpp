@@ -11,6 +11,8 @@
 #include "output/data_file.h"
 #include "output/sampling.h"
 
+namespace sonic {
+
 static const std::string TOP = "Model\tm\nSN\ts\nVersion\tv\nRate\tr\n";
 static const int DATA_FILE =
     memfd_create("data", 0);  // all that the loop opens, one after the other
@@ -78,3 +80,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   assert(joined == stream || dropped || end != "sampling");
   return 0;
 }
+
+}  // namespace sonic
