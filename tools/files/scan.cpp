@@ -10,9 +10,7 @@ namespace sonic {
 
 namespace {
 
-constexpr uint64_t GAP_INTERVALS = 5;
-constexpr uint64_t FALLBACK_RATE_HZ = 1;  // to find a gap in a file that lacks its rate
-constexpr uint64_t MAX_RATE_HZ = 1000;    // a greater number is not a rate
+constexpr uint64_t MAX_RATE_HZ = 1000;  // a greater number is not a rate
 
 std::string_view rest(std::string_view line, std::string_view tag) {
   return line.substr(tag.size() + 1);

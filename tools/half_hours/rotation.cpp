@@ -6,8 +6,6 @@ namespace sonic::records {
 
 namespace {
 
-constexpr double DEGREES_PER_RADIAN = 57.295779513082320877;
-
 double length(const Vector& a) { return std::sqrt(a[0] * a[0] + a[1] * a[1] + a[2] * a[2]); }
 
 Vector cross(const Vector& a, const Vector& b) {

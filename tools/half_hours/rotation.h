@@ -10,6 +10,8 @@ namespace sonic::records {
 /// across it, and up.
 using Rotation = std::array<Vector, 3>;
 
+inline constexpr double DEGREES_PER_RADIAN = 57.295779513082320877;
+
 inline constexpr Rotation NO_ROTATION = {Vector{1, 0, 0}, Vector{0, 1, 0}, Vector{0, 0, 1}};
 
 /// Turned about z until the mean of v vanishes, then about y until that of w does (Kaimal and

@@ -11,9 +11,7 @@ namespace sonic::records {
 
 namespace {
 
-constexpr uint64_t GAP_INTERVALS = 5;
-constexpr uint64_t FALLBACK_RATE = 1;  // to find gaps where the rate is not known
-constexpr double MIN_PERCENT = 90;     // of the expected records, for a flag of 0 or 1
+constexpr double MIN_PERCENT = 90;  // of the expected records, for a flag of 0 or 1
 
 // How many records the rate makes in the period. Where it changes, each rate counts until the
 // first record with the next one.
@@ -36,7 +34,8 @@ size_t count_gaps(const std::vector<Sample>& samples, uint64_t start, uint64_t e
   size_t gaps = 0;
   uint64_t before = start;
   const auto step_to = [&](uint64_t time, uint64_t rate) {
-    const uint64_t longest = GAP_INTERVALS * NANOSECONDS_PER_SECOND / (rate ? rate : FALLBACK_RATE);
+    const uint64_t longest =
+        GAP_INTERVALS * NANOSECONDS_PER_SECOND / (rate ? rate : FALLBACK_RATE_HZ);
     if (time - before > longest) ++gaps;
     before = time;
   };

@@ -4,13 +4,13 @@
 #include <cmath>
 
 #include "base/time.h"
+#include "tools/half_hours/rotation.h"
 
 namespace sonic::records {
 
 namespace {
 
 constexpr double PARTS = PARTS_PER_UNIT;
-constexpr double DEGREES_PER_RADIAN = 57.295779513082320877;
 constexpr size_t GUST_SECONDS = 3;
 constexpr uint64_t GUST_NANOSECONDS = uint64_t{GUST_SECONDS} * NANOSECONDS_PER_SECOND;
 // Speeds are added up as whole numbers, so that a window's sum is the same wherever it came from.
