@@ -63,3 +63,7 @@ fails systemctl is-enabled sonicd-send@device.timer
 sonic-station remove mast-08
 fails systemctl start sonicd-send@device-ttyS2
 fails sonicd-setup-archive localhost --station mast-08 --folder device-ttyS2 --wait 0
+
+# Whoever gives the loader settings of its own looks after its tables.
+echo SONIC_STORE=--host=elsewhere >/etc/default/sonic-load
+SONIC_STORE=--host=elsewhere sonic-station add </dev/null

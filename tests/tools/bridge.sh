@@ -44,6 +44,9 @@ central_broker
 until mosquitto_sub -h ::1 -p 1884 -u reader -P change-me -q 1 -v -t '#' -T '+/uplink'; do
   sleep 0.1
 done >/run/heard &
+# From now on it hears everything.
+until mosquitto_pub -h ::1 -p 1884 -u mast-08 -P change-me -r -t mast-08$topic -m 1; do sleep 0.1; done
+await 1
 for n in 8 7; do
   device $n
   ip netns exec mast-0$n mosquitto -c /run/$n.conf &
