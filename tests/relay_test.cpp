@@ -3,7 +3,6 @@
 
 #include "port/relay.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -20,6 +19,7 @@
 #include "base/time.h"
 #include "serial/speeds.h"
 #include "tests/support.h"
+#include "tests/terminal_user.h"
 
 namespace sonic::port {
 
@@ -30,7 +30,6 @@ using std::chrono::seconds;
 
 const std::string RECORD = "  1.23  -0.45   0.07  343.21   21.50 0 3f\r";
 constexpr size_t STAMP_BYTES = sizeof("1700001000.000000000,3f,") - 1;
-constexpr seconds LONG_ENOUGH(20);  // for what takes milliseconds on a machine that is not busy
 constexpr milliseconds QUIET(300);  // in which nothing may arrive
 
 std::mutex log_mutex;
@@ -44,41 +43,6 @@ void log(const std::string& line) {
 std::string logged() {
   const std::lock_guard<std::mutex> lock(log_mutex);
   return log_text;
-}
-
-Descriptor open_terminal(const std::string& path) {
-  return Descriptor(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0));
-}
-
-// Until this many bytes have arrived, or the time is over.
-std::string read_from(int fd, size_t count, std::chrono::nanoseconds limit = LONG_ENOUGH) {
-  std::string bytes;
-  const auto end = std::chrono::steady_clock::now() + limit;
-  while (bytes.size() < count && std::chrono::steady_clock::now() < end) {
-    pollfd p{fd, POLLIN, 0};
-    char block[4096];
-    if (poll(&p, 1, 10) != 1) continue;
-    const ssize_t n = read(fd, block, sizeof block);
-    if (n > 0) bytes.append(block, static_cast<size_t>(n));
-  }
-  return bytes;
-}
-
-template <typename Condition>
-bool comes_true(Condition condition) {
-  const auto end = std::chrono::steady_clock::now() + LONG_ENOUGH;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(milliseconds(1));
-  }
-  return true;
-}
-
-void set_speed(int fd, speed_t speed) {
-  termios line{};
-  tcgetattr(fd, &line);
-  cfsetspeed(&line, speed);
-  tcsetattr(fd, TCSANOW, &line);
 }
 
 class RelayTest : public testing::Test {
@@ -116,6 +80,17 @@ class RelayTest : public testing::Test {
   std::string nothing_received(milliseconds limit = QUIET) { return read_from(user(), 1, limit); }
   std::string typed(size_t count) { return read_from(instrument(), count); }
 
+  // Sends part of a line, and waits until the relay holds it: it takes what has arrived before it
+  // looks for more keys.
+  void send_held(const std::string& part) {
+    send(part);
+    for (const std::string key : {"1", "2"}) {
+      type(key);
+      EXPECT_EQ(key, typed(1));
+    }
+    EXPECT_EQ("", nothing_received(milliseconds(1)));
+  }
+
   int user() const { return _user.get(); }
   int instrument() const { return _instrument.fd(); }
   bool has_speed(unsigned int baud) const {
@@ -148,8 +123,7 @@ TEST_F(RelayTest, PassesEveryByteBothWays) {
 TEST_F(RelayTest, StampsARecordWithTheArrivalOfItsFirstByte) {
   start(true);
   const uint64_t before = clock_ns();
-  send(RECORD.substr(0, 20));
-  EXPECT_EQ("", nothing_received(milliseconds(20)));
+  send_held(RECORD.substr(0, 20));
   const uint64_t between = clock_ns();
   send(RECORD.substr(20));
   const std::string seen = received(STAMP_BYTES + RECORD.size());
@@ -175,8 +149,7 @@ TEST_F(RelayTest, HoldsNoLineForLong) {
 
 TEST_F(RelayTest, StampsARecordWhoseRestHasComeWhileItWasBusy) {
   start(true);
-  send(RECORD.substr(0, 20));
-  EXPECT_EQ("", nothing_received(milliseconds(20)));
+  send_held(RECORD.substr(0, 20));
   {
     const std::lock_guard<std::mutex> busy(log_mutex);  // it waits to report the change of speed
     set_speed(user(), B4800);
