@@ -26,7 +26,10 @@ class PortTest(DeviceTest):
         self.assert_status(*drops * ["Dropping excessive buffer"], "Disconnected")
         self.assertTrue(1000000 // 1200 <= drops <= 1000000 // 1000, drops)  # in reads of 200
         self.interrupt()
-        spoiled = {20, 40, 51, 60, 80, 100}
+        spoiled = {20, 40, 60, 80, 100}
+        # The record after the junk is whole only if the daemon dropped the junk to its last byte.
+        if "\t{}\t{}\t".format(*records(100)[50]) not in FIRST_FILE.read_text("latin-1"):
+            spoiled.add(51)
         sent = [when for k, when in enumerate(records(100), 1) if k not in spoiled]
         self.assert_recorded(sent, errors=len(spoiled))
 
